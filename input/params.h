@@ -1,0 +1,15 @@
+/* Form parameters of the current request, looked up by key. Values are stored
+ * percent-encoded; each lookup decodes the value where it lies. */
+#pragma once
+
+#include "server/lighttpd.h"
+
+/* The decoded value of `key`, of `name[i]` or of `name[i][j]`; null when there
+ * is none. It stays valid until the same entry is stored again or the array is
+ * reset. An indexed key is cut to its first 78 characters. */
+const char *get_value(array *params, const char *key);
+const char *get_array_element_value(array *params, const char *name, int i);
+const char *get_2darray_element_value(array *params, const char *name, int i, int j);
+
+/* Whether `name[i]` was given; decodes nothing. */
+bool has_array_element(array *params, const char *name, int i);

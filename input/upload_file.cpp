@@ -1,0 +1,62 @@
+#include "input/upload_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace {
+
+constexpr mode_t mode = 0644;
+
+int discard_for(UploadFile *file, int error)
+{
+    upload_discard(file);
+    return error;
+}
+
+} // namespace
+
+int upload_open(UploadFile *file, const char *name)
+{
+    *file = {open(UPLOAD_DIRECTORY, O_PATH | O_DIRECTORY | O_CLOEXEC), -1, name};
+    if (file->directory == -1) return errno;
+    if (unlinkat(file->directory, name, 0) == 0 || errno == ENOENT) {
+        constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+        file->fd = openat(file->directory, name, flags, mode);
+    }
+    return file->fd == -1 ? discard_for(file, errno) : 0;
+}
+
+int upload_write(UploadFile *file, const char *data, size_t length)
+{
+    if (file->fd == -1) return 0;
+    while (length > 0) {
+        const ssize_t written = write(file->fd, data, length);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return discard_for(file, written < 0 ? errno : EIO);
+        data += written;
+        length -= static_cast<size_t>(written);
+    }
+    return 0;
+}
+
+int upload_close(UploadFile *file)
+{
+    if (file->fd == -1) return 0;
+    const int error = close(file->fd) == 0 ? 0 : errno;
+    file->fd = -1;
+    if (error != 0) unlinkat(file->directory, file->name, 0);
+    upload_discard(file);
+    return error;
+}
+
+void upload_discard(UploadFile *file)
+{
+    if (file->fd != -1) {
+        unlinkat(file->directory, file->name, 0);
+        close(file->fd);
+    }
+    if (file->directory != -1) close(file->directory);
+    file->directory = file->fd = -1;
+}

@@ -1,0 +1,90 @@
+#include "module/dispatcher.h"
+
+#include <cstring>
+
+#include "module/routes.h"
+#include "module/version_path.h"
+
+namespace {
+
+/* The request's path, at most 511 characters. Longer ones are no route's, and
+ * cut they would lead elsewhere: they stay with the server. */
+char path_copy[512];
+
+/* False when the path is not for this module. One trailing slash is removed. */
+bool copy_path(const buffer *path)
+{
+    size_t length = path->used > 0 ? path->used - 1 : 0;
+    if (length == 0 || length >= sizeof(path_copy)) return false;
+    memcpy(path_copy, path->ptr, length);
+    if (path_copy[length - 1] == '/') --length;
+    path_copy[length] = '\0';
+    return true;
+}
+
+void set_header(connection *con, http_header_e id, const char *name, const char *value)
+{
+    http_header_response_set(con, id, name, strlen(name), value, strlen(value));
+}
+
+void append_header(connection *con, http_header_e id, const char *name, const char *value)
+{
+    http_header_response_append(con, id, name, strlen(name), value, strlen(value));
+}
+
+handler_t call_handler(const Action &action, int32_t id, server *srv, connection *con,
+                       plugin_data *p)
+{
+    return action.id_handler ? action.id_handler(srv, con, p, id) : action.handler(srv, con, p);
+}
+
+void queue_body(connection *con, const plugin_data *p)
+{
+    buffer *body = buffer_init();
+    buffer_append_string_len(body, p->reply_buf, p->reply_len);
+    chunkqueue_append_buffer(con->write_queue, body);
+    buffer_free(body);
+    set_header(con, HTTP_HEADER_CONTENT_TYPE, "Content-Type", "text/json");
+    append_header(con, HTTP_HEADER_OTHER, "Access-Control-Max-Age", "0");
+    append_header(con, HTTP_HEADER_CACHE_CONTROL, "Cache-Control",
+                  "max-age=0,no-cache,no-store,post-check=0,pre-check=0,must-revalidate");
+    append_header(con, HTTP_HEADER_OTHER, "Expires", "-1");
+}
+
+handler_t complete(connection *con, const plugin_data *p)
+{
+    if (p->reply_len > 0) queue_body(con, p);
+    /* In direct mode the server would put its own error page in place of the
+     * headers and the body. */
+    if (con->http_status >= 400) con->mode = p->id;
+    con->file_finished = 1;
+    return HANDLER_FINISHED;
+}
+
+handler_t dispatch(server *srv, connection *con, plugin_data *p)
+{
+    const RouteMatch match = find_route(path_copy);
+    if (!match.route) return HANDLER_GO_ON;
+    const Action *action = find_action(*match.route, con->request.http_method);
+    if (!action) {
+        con->http_status = 405;
+        append_header(con, HTTP_HEADER_OTHER, "Allow", match.route->allow);
+        return complete(con, p);
+    }
+    const handler_t result = call_handler(*action, match.id, srv, con, p);
+    return result == HANDLER_GO_ON ? complete(con, p) : result;
+}
+
+} // namespace
+
+handler_t mod_kelto_sysmgmt_handle_uri_clean(server *srv, connection *con, plugin_data *p)
+{
+    if (con->mode != DIRECT || !copy_path(con->uri.path)) return HANDLER_GO_ON;
+    p->reply_len = 0;
+    switch (apply_path_rules(srv, con, p, path_copy)) {
+        case PathRule::Serve: return HANDLER_GO_ON;
+        case PathRule::Redirect: return HANDLER_FINISHED;
+        case PathRule::Route: break;
+    }
+    return dispatch(srv, con, p);
+}

@@ -1,0 +1,209 @@
+#include "module/record.h"
+
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "input/params.h"
+#include "module/escape.h"
+#include "sysmng/bytes.h"
+
+namespace {
+
+/* Decimal digits after blanks and a sign; 0 without digits. Out of range, the
+ * nearest int32, on targets with any size of long. */
+int32_t decimal_value(const char *text)
+{
+    const long value = strtol(text, nullptr, 10);
+    if (value > INT32_MAX) return INT32_MAX;
+    if (value < INT32_MIN) return INT32_MIN;
+    return static_cast<int32_t>(value);
+}
+
+uint8_t flag_value(const char *text)
+{
+    return text && (strcmp(text, "true") == 0 || strcmp(text, "1") == 0) ? 1 : 0;
+}
+
+const char *field_value(array *params, const char *key, int index)
+{
+    return index == no_index ? get_value(params, key) : get_array_element_value(params, key, index);
+}
+
+/* `out` is all NULs. */
+void fill_text(uint8_t *out, uint32_t width, const char *value)
+{
+    if (value) memcpy(out, value, strnlen(value, width - 1));
+}
+
+void fill_matrix(uint8_t *out, const Field &field, array *params)
+{
+    const int rows = field.rows;
+    const int columns = static_cast<int>(field.width) / rows;
+    for (int i = 0; i < rows; ++i) {
+        for (int j = 0; j < columns; ++j) {
+            *out++ = flag_value(get_2darray_element_value(params, field.key, i, j));
+        }
+    }
+}
+
+void fill_field(uint8_t *out, const Field &field, array *params, int index)
+{
+    switch (field.kind) {
+        case FieldKind::Id:
+        case FieldKind::Int32: {
+            const char *value = field_value(params, field.key, index);
+            store_i32(out, value ? decimal_value(value) : -1);
+            break;
+        }
+        case FieldKind::Flag: *out = flag_value(field_value(params, field.key, index)); break;
+        case FieldKind::Flags:
+            for (uint32_t i = 0; i < field.width; ++i) {
+                out[i] =
+                    flag_value(get_array_element_value(params, field.key, static_cast<int>(i)));
+            }
+            break;
+        case FieldKind::Matrix: fill_matrix(out, field, params); break;
+        case FieldKind::Text:
+            fill_text(out, field.width, field_value(params, field.key, index));
+            break;
+        case FieldKind::Members: fill_record(out, *field.record, params, index); break;
+        case FieldKind::Uint64:
+        case FieldKind::Float32:
+        case FieldKind::Object: break;
+    }
+}
+
+/* The put_ functions write to a place with room for all that they may write,
+ * and return where it ends. Some write a few bytes more than that, where the
+ * next piece will stand: copies of a fixed size are the quickest. */
+
+char *put(char *out, const char *literal)
+{
+    const size_t length = strlen(literal);
+    memcpy(out, literal, length);
+    return out + length;
+}
+
+char *put_flag(char *out, uint8_t byte)
+{
+    memcpy(out, byte ? "true " : "false", 5);
+    return out + (byte ? 4 : 5);
+}
+
+char *put_flags(char *out, const uint8_t *bytes, uint32_t count)
+{
+    out = put(out, "[ ");
+    for (uint32_t i = 0; i < count; ++i) {
+        if (i > 0) *out++ = ',';
+        out = put_flag(out, bytes[i]);
+    }
+    return put(out, " ]");
+}
+
+char *put_matrix(char *out, const uint8_t *bytes, uint32_t rows, uint32_t columns)
+{
+    out = put(out, "[ ");
+    for (uint32_t i = 0; i < rows; ++i) {
+        if (i > 0) *out++ = ',';
+        out = put_flags(out, bytes + i * columns, columns);
+    }
+    return put(out, " ]");
+}
+
+char *put_text(char *out, const uint8_t *bytes, uint32_t width)
+{
+    *out++ = '"';
+    out = put_escaped(out, reinterpret_cast<const char *>(bytes), width);
+    *out++ = '"';
+    return out;
+}
+
+char *put_id(char *out, const uint8_t *bytes)
+{
+    *out++ = '"';
+    out = put_int(out, load_i32(bytes));
+    *out++ = '"';
+    return out;
+}
+
+double float_value(const uint8_t *bytes)
+{
+    const uint32_t bits = load_u32(bytes);
+    float value;
+    static_assert(sizeof(value) == sizeof(bits));
+    memcpy(&value, &bits, sizeof(value));
+    return static_cast<double>(value);
+}
+
+char *put_object(char *out, const Record &record, const uint8_t *bytes);
+
+char *put_value(char *out, const Field &field, const uint8_t *bytes)
+{
+    switch (field.kind) {
+        case FieldKind::Id: return put_id(out, bytes);
+        case FieldKind::Int32: return put_int(out, load_i32(bytes));
+        case FieldKind::Uint64: return put_uint(out, load_u64(bytes));
+        case FieldKind::Float32: return put_tenths(out, float_value(bytes));
+        case FieldKind::Flag: return put_flag(out, *bytes);
+        case FieldKind::Flags: return put_flags(out, bytes, field.width);
+        case FieldKind::Matrix: return put_matrix(out, bytes, field.rows, field.width / field.rows);
+        case FieldKind::Text: return put_text(out, bytes, field.width);
+        case FieldKind::Object: return put_object(out, *field.record, bytes);
+        case FieldKind::Members: break;
+    }
+    return out;
+}
+
+/* `is_first`: no separator stands in front. */
+char *put_lead(char *out, const Lead &lead, bool is_first)
+{
+    const size_t separator = is_first ? 2 : 0;
+    memcpy(out, lead.text + separator, sizeof(lead.text) - 2);
+    return out + lead.length - separator;
+}
+
+char *put_members(char *out, const Record &record, const uint8_t *bytes, bool is_first)
+{
+    for (uint32_t i = 0; i < record.count; ++i, is_first = false) {
+        const Field &field = record.fields[i];
+        if (field.kind == FieldKind::Members) {
+            out = put_members(out, *field.record, bytes, is_first);
+        } else {
+            out = put_lead(out, field.lead, is_first);
+            out = put_value(out, field, bytes);
+        }
+        bytes += field.width;
+    }
+    return out;
+}
+
+char *put_object(char *out, const Record &record, const uint8_t *bytes)
+{
+    *out++ = '{';
+    out = put_members(out, record, bytes, true);
+    *out++ = '}';
+    return out;
+}
+
+} // namespace
+
+void fill_record(uint8_t *out, const Record &record, array *params, int index)
+{
+    memset(out, 0, record.size);
+    for (uint32_t i = 0; i < record.count; ++i) {
+        fill_field(out, record.fields[i], params, index);
+        out += record.fields[i].width;
+    }
+}
+
+void append_object(Text &json, const Record &record, const uint8_t *bytes)
+{
+    if (room_in(json) >= record.longest) {
+        json.at = put_object(json.at, record, bytes);
+        return;
+    }
+    char object[LONGEST_OBJECT];
+    const char *end = put_object(object, record, bytes);
+    append(json, object, static_cast<size_t>(end - object));
+}

@@ -1,0 +1,85 @@
+#include "module/version_path.h"
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+
+#include "module/general_info.h"
+#include "sysmng/command.h"
+
+namespace {
+
+/* Empty until the first request. */
+char current_version[100];
+
+constexpr uint32_t software_at = offset_of(records::general_info_record, "software");
+
+bool ask_daemon_for_version(server *srv, plugin_data *p)
+{
+    p->msg_len = 0;
+    if (kelto_sysmgmt_command(srv, p, CMD_GENERAL_GET) != RET_OK) return false;
+    if (reply_record_len(p) != records::general_info_record.size) return false;
+    const char *software = reinterpret_cast<const char *>(reply_record(p)) + software_at;
+    const size_t length = strnlen(software, sizeof(current_version) - 1);
+    memcpy(current_version, software, length);
+    return length > 0;
+}
+
+/* The 02 behind the month belongs to the tag. */
+void make_date_tag()
+{
+    const time_t now = time(nullptr);
+    tm date = {};
+    localtime_r(&now, &date);
+    snprintf(current_version, sizeof(current_version) - 1, "apo%4d%02d02%d", date.tm_year + 1900,
+             date.tm_mon + 1, date.tm_mday);
+}
+
+/* From the first '/' behind the first character, or "/". */
+const char *below_prefix(const char *path)
+{
+    const char *slash = strchr(path + 1, '/');
+    return slash ? slash : "/";
+}
+
+} // namespace
+
+void get_current_version(server *srv, plugin_data *p)
+{
+    if (current_version[0] != '\0') return;
+    if (!ask_daemon_for_version(srv, p)) make_date_tag();
+}
+
+int starts_with(const char *prefix, const char *text)
+{
+    return strncmp(prefix, text, strlen(prefix)) == 0 ? 1 : 0;
+}
+
+void do_redirect(server *, connection *con, const char *rest)
+{
+    char location[1 + 1 + sizeof(current_version) + 512];
+    const int length = snprintf(location, sizeof(location), "/v%s%s", current_version, rest);
+    http_header_response_set(con, HTTP_HEADER_LOCATION, "Location", strlen("Location"), location,
+                             static_cast<size_t>(length));
+    con->http_status = 307;
+    con->file_finished = 1;
+}
+
+PathRule apply_path_rules(server *srv, connection *con, plugin_data *p, const char *path)
+{
+    get_current_version(srv, p);
+    if (starts_with("/views", path)) return PathRule::Route;
+    if (starts_with("/v", path)) {
+        const char *rest = below_prefix(path);
+        if (!starts_with(current_version, path + 2)) {
+            do_redirect(srv, con, rest);
+            return PathRule::Redirect;
+        }
+        buffer_reset(con->uri.path);
+        buffer_append_string_len(con->uri.path, rest, strlen(rest));
+        return PathRule::Serve;
+    }
+    if (starts_with("/api", path)) return PathRule::Route;
+    do_redirect(srv, con, path);
+    return PathRule::Redirect;
+}

@@ -1,0 +1,205 @@
+/* The module as a plugin of the packaged server. */
+#include <fcntl.h>
+#include <stdlib.h>
+
+#include "base.h"
+#include "buffer.h"
+#include "chunk.h"
+#include "http_header.h"
+#include "log.h"
+#include "plugin.h"
+#include "request.h"
+#include "server/adapter/bridge.h"
+
+typedef struct {
+    PLUGIN_DATA;
+    void *state; /* the module's */
+} plugin_data;
+
+static handler_t current_result(int stock)
+{
+    switch (stock) {
+        case STOCK_HANDLER_GO_ON: return HANDLER_GO_ON;
+        case STOCK_HANDLER_FINISHED: return HANDLER_FINISHED;
+        case STOCK_HANDLER_COMEBACK: return HANDLER_COMEBACK;
+        case STOCK_HANDLER_WAIT_FOR_EVENT: return HANDLER_WAIT_FOR_EVENT;
+        default: return HANDLER_ERROR;
+    }
+}
+
+static int stock_result(handler_t current)
+{
+    switch (current) {
+        case HANDLER_GO_ON: return STOCK_HANDLER_GO_ON;
+        case HANDLER_FINISHED: return STOCK_HANDLER_FINISHED;
+        case HANDLER_COMEBACK: return STOCK_HANDLER_COMEBACK;
+        case HANDLER_WAIT_FOR_EVENT: return STOCK_HANDLER_WAIT_FOR_EVENT;
+        default: return STOCK_HANDLER_ERROR;
+    }
+}
+
+static int stock_method(http_method_t current)
+{
+    switch (current) {
+        case HTTP_METHOD_GET: return STOCK_HTTP_METHOD_GET;
+        case HTTP_METHOD_HEAD: return STOCK_HTTP_METHOD_HEAD;
+        case HTTP_METHOD_POST: return STOCK_HTTP_METHOD_POST;
+        case HTTP_METHOD_PUT: return STOCK_HTTP_METHOD_PUT;
+        case HTTP_METHOD_DELETE: return STOCK_HTTP_METHOD_DELETE;
+        case HTTP_METHOD_CONNECT: return STOCK_HTTP_METHOD_CONNECT;
+        case HTTP_METHOD_OPTIONS: return STOCK_HTTP_METHOD_OPTIONS;
+        default: return -1;
+    }
+}
+
+static struct stock_text text_of(const buffer *b)
+{
+    return (struct stock_text){b->ptr, buffer_clen(b)};
+}
+
+static void hand_over_chunk(const chunk *c)
+{
+    if (c->type == MEM_CHUNK) {
+        module_append_memory(text_of(c->mem), (size_t)c->offset);
+    } else {
+        /* The module closes the descriptor that it maps. */
+        const int fd = c->file.fd >= 0 ? fcntl(c->file.fd, F_DUPFD_CLOEXEC, 0) : -1;
+        module_append_file(text_of(c->mem), c->file.length, fd);
+    }
+}
+
+/* Before the body is complete the module has no use for its pieces. */
+static void hand_over_body(const request_st *r)
+{
+    module_begin_body(r->reqbody_length);
+    if (r->reqbody_queue.bytes_in != r->reqbody_length) return;
+    for (const chunk *c = r->reqbody_queue.first; c; c = c->next) hand_over_chunk(c);
+}
+
+/* With what other plugins have set, so that the module's appending joins. */
+static void hand_over_headers(const request_st *r)
+{
+    const buffer *type =
+        http_header_request_get(r, HTTP_HEADER_CONTENT_TYPE, CONST_STR_LEN("Content-Type"));
+    if (type) {
+        module_add_request_header((struct stock_text){CONST_STR_LEN("Content-Type")},
+                                  text_of(type));
+    }
+    for (uint32_t i = 0; i < r->resp_headers.used; ++i) {
+        const data_string *header = (const data_string *)r->resp_headers.data[i];
+        module_add_response_header(text_of(&header->key), text_of(&header->value));
+    }
+}
+
+int server_read_body(void *request)
+{
+    request_st *r = request;
+    const handler_t result = r->con->reqbody_read(r);
+    if (result == HANDLER_GO_ON) hand_over_body(r);
+    return stock_result(result);
+}
+
+void server_set_header(void *request, struct stock_text name, struct stock_text value)
+{
+    http_header_response_set(request, http_header_hkey_get(name.data, name.length), name.data,
+                             (uint32_t)name.length, value.data, (uint32_t)value.length);
+}
+
+void server_append_body(void *request, struct stock_text bytes)
+{
+    request_st *r = request;
+    chunkqueue_append_mem(&r->write_queue, bytes.data, bytes.length);
+}
+
+/* The items come escaped, and pass the server's own escaping unchanged. */
+void server_log(void *request, const char *label, unsigned line, const char *text)
+{
+    const request_st *r = request;
+    log_error(r->conf.errh, label, line, "%s", text);
+}
+
+static void take_path(request_st *r, struct stock_text path)
+{
+    if (!buffer_eq_slen(&r->uri.path, path.data, path.length)) {
+        buffer_copy_string_len(&r->uri.path, path.data, path.length);
+    }
+}
+
+/* A failure with a status is an answer here: a 1.4.51 would close the
+ * connection without one. And the answer stays whole, as there: no ranges are
+ * cut out of it. */
+static handler_t take_answer(request_st *r, const plugin_data *p, const struct stock_answer *answer)
+{
+    const int failed = answer->result == STOCK_HANDLER_ERROR && answer->status != 0;
+    take_path(r, answer->path);
+    if (answer->status != 0) r->http_status = answer->status;
+    if (answer->taken || failed) r->handler_module = p->self;
+    if (answer->finished || failed) {
+        r->resp_body_finished = 1;
+        r->conf.range_requests = 0;
+    }
+    return failed ? HANDLER_FINISHED : current_result(answer->result);
+}
+
+/* Called again from the start while a body arrives; nothing is kept between
+ * the calls. */
+static handler_t handle_uri_clean(request_st *r, void *p_d)
+{
+    const plugin_data *p = p_d;
+    module_begin(stock_method(r->http_method), text_of(&r->uri.path), r->handler_module != NULL);
+    hand_over_headers(r);
+    hand_over_body(r);
+    const struct stock_answer answer = module_handle(p->state, r);
+    const handler_t result = take_answer(r, p, &answer);
+    module_end();
+    return result;
+}
+
+static handler_t handle_request_reset(request_st *r, void *p_d)
+{
+    (void)r;
+    return current_result(module_request_reset(((plugin_data *)p_d)->state));
+}
+
+static handler_t handle_trigger(server *srv, void *p_d)
+{
+    (void)srv;
+    return current_result(module_handle_trigger(((plugin_data *)p_d)->state));
+}
+
+static handler_t set_defaults(server *srv, void *p_d)
+{
+    (void)srv;
+    return current_result(module_set_defaults(((plugin_data *)p_d)->state));
+}
+
+static void *init(void)
+{
+    plugin_data *p = calloc(1, sizeof(*p));
+    if (p && !(p->state = module_init())) {
+        free(p);
+        return NULL;
+    }
+    return p;
+}
+
+/* The server frees p_d itself. */
+static void cleanup(void *p_d)
+{
+    module_cleanup(((plugin_data *)p_d)->state);
+}
+
+__attribute__((visibility("default"))) int mod_kelto_sysmgmt_plugin_init(plugin *p);
+
+int mod_kelto_sysmgmt_plugin_init(plugin *p)
+{
+    p->version = LIGHTTPD_VERSION_ID;
+    p->name = "kelto_sysmgmt";
+    p->init = init;
+    p->set_defaults = set_defaults;
+    p->cleanup = cleanup;
+    p->handle_trigger = handle_trigger;
+    p->handle_uri_clean = handle_uri_clean;
+    p->handle_request_reset = handle_request_reset;
+    return 0;
+}

@@ -1,0 +1,41 @@
+/* One command to the management daemon: send, wait, receive, check. */
+#pragma once
+
+#include <cstdint>
+
+#include "server/lighttpd.h"
+#include "sysmng/plugin_data.h"
+
+#define COMMAND(name) name,
+#define RESERVED(code) CMD_RESERVED_##code,
+enum : uint32_t {
+#include "sysmng/commands.def"
+};
+static_assert(CMD_MAX_NUM == 63);
+
+/* The name of each code. */
+extern "C" EXPORTED const char *const command_names[CMD_MAX_NUM + 1];
+
+/* Every reply payload begins with a preamble: the command's code echoed, the
+ * result (1 is success) and the length of the record that follows it, each a
+ * little-endian u32. */
+constexpr uint32_t REPLY_PREAMBLE_LEN = 12;
+
+/* Sends the first `msg_len` bytes of `msg_buf` as the command `code` and waits
+ * up to 30 seconds for its reply, which lands in `msg_buf`; the buffer may be
+ * replaced by a larger one. Every step is logged. Returns
+ *   RET_OK        the daemon carried the command out
+ *   RET_ERROR     it refused, or the exchange failed
+ *   RET_TIMEOUT   no reply in time
+ *   RET_INSUFMEM  no room for the reply
+ * The record may be read after RET_OK, and after RET_ERROR where
+ * reply_arrived says that the daemon did answer. */
+int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code);
+
+/* Whether a reply, good or refused, came back for the last command. */
+bool reply_arrived(const plugin_data *p);
+
+/* The reply's record and its length: what the daemon claims, but never more
+ * than what arrived. 0 when no reply arrived. */
+uint8_t *reply_record(plugin_data *p);
+uint32_t reply_record_len(const plugin_data *p);
