@@ -38,9 +38,11 @@ handler_t call_handler(const Action &action, int32_t id, server *srv, connection
     return action.id_handler ? action.id_handler(srv, con, p, id) : action.handler(srv, con, p);
 }
 
-void queue_body(connection *con, const plugin_data *p)
+/* False when there is no memory for it. */
+bool queue_body(connection *con, const plugin_data *p)
 {
     buffer *body = buffer_init();
+    if (!body) return false;
     buffer_append_string_len(body, p->reply_buf, p->reply_len);
     chunkqueue_append_buffer(con->write_queue, body);
     buffer_free(body);
@@ -49,11 +51,12 @@ void queue_body(connection *con, const plugin_data *p)
     append_header(con, HTTP_HEADER_CACHE_CONTROL, "Cache-Control",
                   "max-age=0,no-cache,no-store,post-check=0,pre-check=0,must-revalidate");
     append_header(con, HTTP_HEADER_OTHER, "Expires", "-1");
+    return true;
 }
 
 handler_t complete(connection *con, const plugin_data *p)
 {
-    if (p->reply_len > 0) queue_body(con, p);
+    if (p->reply_len > 0 && !queue_body(con, p)) con->http_status = 507;
     /* In direct mode the server would put its own error page in place of the
      * headers and the body. */
     if (con->http_status >= 400) con->mode = p->id;

@@ -7,11 +7,11 @@
 namespace {
 
 /* What the compiler makes vector instructions of, where the target has some. */
-constexpr uint32_t block_size = 16;
+constexpr size_t block_size = 16;
 using Block = uint8_t __attribute__((vector_size(block_size)));
 
 /* How many bytes of a block stand before its first NUL or special character. */
-uint32_t plain_bytes(const char *text)
+size_t plain_bytes(const char *text)
 {
     Block block;
     memcpy(&block, text, block_size);
@@ -19,9 +19,14 @@ uint32_t plain_bytes(const char *text)
     const auto found = (block == 0) | (block == '"') | (block == '\\') | ((block | 2) == '>');
     uint64_t halves[2];
     memcpy(halves, &found, block_size);
-    if (halves[0]) return static_cast<uint32_t>(__builtin_ctzll(halves[0])) / 8;
-    if (halves[1]) return static_cast<uint32_t>(__builtin_ctzll(halves[1])) / 8 + 8;
+    if (halves[0]) return static_cast<size_t>(__builtin_ctzll(halves[0])) / 8;
+    if (halves[1]) return static_cast<size_t>(__builtin_ctzll(halves[1])) / 8 + 8;
     return block_size;
+}
+
+size_t length_between(const char *begin, const char *end)
+{
+    return static_cast<size_t>(end - begin);
 }
 
 /* What stands for a character; null for one that stands for itself. */
@@ -41,15 +46,15 @@ bool put_character(char **out, const char *out_end, char c)
 {
     const char *replacement = replacement_of(c);
     const size_t length = replacement ? strlen(replacement) : 1;
-    if (length > static_cast<size_t>(out_end - *out)) return false;
+    if (length > length_between(*out, out_end)) return false;
     memcpy(*out, replacement ? replacement : &c, length);
     *out += length;
     return true;
 }
 
-bool is_plain(const char *text, uint32_t length)
+bool is_plain(const char *text, size_t length)
 {
-    uint32_t i = 0;
+    size_t i = 0;
     for (; length - i >= block_size; i += block_size) {
         if (plain_bytes(text + i) < block_size) return false;
     }
@@ -68,9 +73,10 @@ char *put_escaped(char *out, const char *text, uint32_t width)
 {
     const char *const text_end = text + width;
     char *const out_end = out + width - 1;
-    while (text_end - text >= block_size && out_end - out >= block_size) {
+    while (length_between(text, text_end) >= block_size &&
+           length_between(out, out_end) >= block_size) {
         memcpy(out, text, block_size);
-        const uint32_t plain = plain_bytes(text);
+        const size_t plain = plain_bytes(text);
         out += plain;
         text += plain;
         if (plain == block_size) continue;
@@ -82,15 +88,17 @@ char *put_escaped(char *out, const char *text, uint32_t width)
 
 char *escape_string(char *text, uint32_t width)
 {
-    uint32_t length = static_cast<uint32_t>(strnlen(text, width));
+    size_t length = strnlen(text, width);
     if (length == 0) return text;
     if (!scratch) scratch = buffer_init();
     if (is_plain(text, length)) {
         if (length == width) --length;
+    } else if (!scratch) {
+        length = 0; /* no memory: rather nothing than a text that breaks the JSON */
     } else {
         buffer_reset(scratch);
         buffer_append_string_len(scratch, text, width);
-        length = static_cast<uint32_t>(put_escaped(text, scratch->ptr, width) - text);
+        length = length_between(text, put_escaped(text, scratch->ptr, width));
     }
     memset(text + length, 0, width - length);
     return text;

@@ -181,7 +181,9 @@ constexpr uint32_t longest_value(const Field &field)
 constexpr uint32_t longest_object(std::span<const Field> fields)
 {
     uint32_t longest = 2;
-    for (const Field &field : fields) longest += sizeof(field.lead.text) + longest_value(field);
+    for (const Field &field : fields) {
+        longest += static_cast<uint32_t>(sizeof(field.lead.text)) + longest_value(field);
+    }
     return longest;
 }
 

@@ -43,18 +43,6 @@ inline uint32_t finish(Text &text)
 
 /* Write a decimal to `out` as %d, %llu and %.1f do, and return where it ends.
  * There is room for 11, 20 and 44 characters. */
-inline char *put_int(char *out, int32_t value)
-{
-    uint32_t rest = static_cast<uint32_t>(value);
-    if (value < 0) {
-        *out++ = '-';
-        rest = 0 - rest;
-    }
-    int count = 1;
-    for (uint32_t more = rest; more >= 10; more /= 10) ++count;
-    for (int i = count; i-- > 0; rest /= 10) out[i] = static_cast<char>('0' + rest % 10);
-    return out + count;
-}
-
+char *put_int(char *out, int32_t value);
 char *put_uint(char *out, uint64_t value);
 char *put_tenths(char *out, double value);

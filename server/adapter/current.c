@@ -141,11 +141,22 @@ static handler_t take_answer(request_st *r, const plugin_data *p, const struct s
     return failed ? HANDLER_FINISHED : current_result(answer->result);
 }
 
+/* Many HTTP/2 clients take an answer that comes before the end of their body
+ * for a broken stream, so there the body is read first, wanted or not. */
+static handler_t await_body(request_st *r)
+{
+    const int complete = r->reqbody_queue.bytes_in == r->reqbody_length;
+    if (r->http_version <= HTTP_VERSION_1_1 || r->handler_module || complete) return HANDLER_GO_ON;
+    return r->con->reqbody_read(r);
+}
+
 /* Called again from the start while a body arrives; nothing is kept between
  * the calls. */
 static handler_t handle_uri_clean(request_st *r, void *p_d)
 {
     const plugin_data *p = p_d;
+    const handler_t arrived = await_body(r);
+    if (arrived != HANDLER_GO_ON) return arrived;
     module_begin(stock_method(r->http_method), text_of(&r->uri.path), r->handler_module != NULL);
     hand_over_headers(r);
     hand_over_body(r);
