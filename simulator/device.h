@@ -1,0 +1,77 @@
+/* The simulated appliance: all that the daemon knows and remembers. */
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "simulator/record_values.h"
+
+using Clock = std::chrono::steady_clock;
+
+struct DeviceOptions {
+    std::string software = "2.4.1"; /* the version; clients make a path of it */
+    int streams = 6;
+    int interfaces = 2;
+    int upgrade_seconds = 10;
+};
+
+/* Records of one kind, told apart by their "id". */
+struct ItemList {
+    std::vector<RecordBytes> items;
+    int32_t next_id = 1;
+};
+
+struct Channel {
+    int32_t selected = -1; /* a stream's id; -1: none */
+    bool running = false;
+    bool talkback = false;
+    Clock::time_point started;
+    Clock::duration ran{}; /* once it is stopped: how long it ran */
+};
+
+struct Upgrade {
+    enum { None, Running, Done } state = None;
+    Clock::time_point started;
+};
+
+struct Device {
+    DeviceOptions options;
+    std::map<const Record *, RecordBytes> settings; /* one record for each row of their table */
+    ItemList streams, configurations, interfaces, sap_streams;
+    std::string password;
+    Channel channel;
+    Upgrade upgrade;
+    RecordBytes counters;             /* a changes_record */
+    Bytes known_ports, known_channel; /* their reports, when changes were last counted */
+    Clock::time_point started;
+    std::chrono::system_clock::duration clock_offset{}; /* the device's clock to the host's */
+};
+
+/* An appliance as it leaves the factory, started now, with some examples in
+ * its lists and the channel running. */
+Device factory_device(const DeviceOptions &options);
+
+/* Back to that; the installed software and the counters of changes stay. */
+void factory_reset(Device &device);
+
+/* Brings up to date what changes by itself, and what follows from the last
+ * command. To be called before and after each. */
+void settle(Device &device);
+
+/* Adds 1 to the counter of changes with this key. */
+void count_change(Device &device, const char *counter);
+
+RecordBytes &setting(Device &device, const Record &record);
+const RecordBytes &setting(const Device &device, const Record &record);
+
+/* Null when there is none. */
+RecordBytes *find_item(ItemList &list, int32_t id);
+const RecordBytes *find_item(const ItemList &list, int32_t id);
+
+/* Gives the item the next identifier and puts it at the end. */
+const RecordBytes &add_item(ItemList &list, RecordBytes item);
+
+/* The device's clock: "2025-12-31 23:59:59". */
+std::string clock_text(const Device &device);

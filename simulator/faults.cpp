@@ -1,0 +1,212 @@
+#include "simulator/faults.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+
+#include "handlers/admin/records.h"
+#include "simulator/answers.h"
+#include "simulator/commands.h"
+#include "simulator/format.h"
+#include "sysmng/command.h"
+
+namespace {
+
+constexpr uint32_t greatest_number = 16 * 1024 * 1024;
+constexpr uint32_t most_complaints = 1000;
+
+struct KindRow {
+    FaultKind kind;
+    const char *name;
+    const char *number; /* what it means; null when the kind takes none */
+    std::optional<uint32_t> default_number;
+    const char *help;
+};
+
+constexpr KindRow kinds[] = {
+    {FaultKind::Delay, "delay", "milliseconds", {}, "the reply comes late"},
+    {FaultKind::Refuse, "refuse", "complaints", 1, "the command is refused, not carried out"},
+    {FaultKind::WrongEcho, "wrong-echo", nullptr, {}, "the reply is to another command"},
+    {FaultKind::WrongType, "wrong-type", nullptr, {}, "the reply's type is not a reply's"},
+    {FaultKind::BadChecksum, "bad-checksum", nullptr, {}, "the reply's checksum is wrong"},
+    {FaultKind::ShortPayload, "short-payload", nullptr, {}, "half of the payload arrives"},
+    {FaultKind::ShortRecord, "short-record", nullptr, {}, "the record is a byte too short"},
+    {FaultKind::Oversize, "oversize", "bytes", 20000, "zeros behind the record, up to a length"},
+    {FaultKind::Silence, "silence", nullptr, {}, "no reply at all"},
+    {FaultKind::Close, "close", nullptr, {}, "the connection ends, instead of the reply"},
+};
+
+constexpr const char *control_help =
+    "fault FAULT   from now on, this goes wrong\n"
+    "list          the faults that there are\n"
+    "clear         no more faults\n"
+    "help          this text\n";
+
+std::optional<uint32_t> number_of(const std::string &text)
+{
+    uint32_t number = 0;
+    const char *end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, number);
+    const bool good = error == std::errc() && stopped == end && number <= greatest_number;
+    return good ? std::optional(number) : std::nullopt;
+}
+
+std::optional<uint32_t> command_code(const std::string &text)
+{
+    for (uint32_t code = 0; code < CMD_MAX_NUM; ++code) {
+        if (command_name(code) == text) return code;
+    }
+    return number_of(text);
+}
+
+/* Takes the last `mark` and what follows it off `text`; returns what follows. */
+std::optional<std::string> take_behind(std::string &text, char mark)
+{
+    const size_t at = text.rfind(mark);
+    if (at == std::string::npos) return {};
+    const std::string behind = text.substr(at + 1);
+    text.erase(at);
+    return behind;
+}
+
+std::string parse_kind(std::string text, Fault &fault)
+{
+    const std::optional<std::string> number = take_behind(text, '=');
+    const auto kind = std::find_if(std::begin(kinds), std::end(kinds),
+                                   [&](const KindRow &row) { return text == row.name; });
+    if (kind == std::end(kinds)) return format("There is no fault \"%s\".", text.c_str());
+    fault.kind = kind->kind;
+    if (!kind->number) return number ? text + " takes no number." : "";
+    const auto wanted = number ? number_of(*number) : kind->default_number;
+    if (!wanted) return text + " takes a number of " + kind->number + ".";
+    fault.number = *wanted;
+    return "";
+}
+
+std::string parse(std::string text, Fault &fault)
+{
+    if (const auto count = take_behind(text, '*')) {
+        fault.remaining = number_of(*count);
+        if (fault.remaining.value_or(0) == 0) return "The count behind * is a number above 0.";
+    }
+    fault.text = text;
+    if (const auto command = take_behind(text, '@')) {
+        fault.command = command_code(*command);
+        if (!fault.command) return format("There is no command \"%s\".", command->c_str());
+    }
+    return parse_kind(text, fault);
+}
+
+/* About the command's own parameters, as long as there are some. */
+Complaints made_up_complaints(uint32_t command, uint32_t count)
+{
+    const Record *record = request_record(command);
+    Complaints complaints;
+    for (uint32_t i = 0; i < std::min(count, most_complaints); ++i) {
+        const bool has_key = record && i < leaves(*record).size();
+        complaints.push_back({format("Value %u is refused on request.", i + 1),
+                              has_key ? leaves(*record)[i].key : format("parameter%u", i + 1)});
+    }
+    return complaints;
+}
+
+/* A reply without a record loses a byte of its preamble. */
+void shorten(ReplyMessage &message)
+{
+    message.cut = 1;
+    if (message.data_len > 0) --message.data_len;
+}
+
+void bend(Delivery &delivery, const Fault &fault)
+{
+    ReplyMessage &message = delivery.message;
+    switch (fault.kind) {
+        case FaultKind::Delay: delivery.delay += std::chrono::milliseconds(fault.number); break;
+        case FaultKind::Refuse: break;
+        case FaultKind::WrongEcho: ++message.command; break;
+        case FaultKind::WrongType: ++message.type; break;
+        case FaultKind::BadChecksum: message.checksum_error = 1; break;
+        case FaultKind::ShortPayload: message.half_sent = true; break;
+        case FaultKind::ShortRecord: shorten(message); break;
+        case FaultKind::Oversize:
+            message.record.resize(std::max<size_t>(message.record.size(), fault.number));
+            break;
+        case FaultKind::Silence: delivery.silent = true; break;
+        case FaultKind::Close: delivery.close = true; break;
+    }
+}
+
+} // namespace
+
+std::string FaultList::add(const std::string &text)
+{
+    Fault fault;
+    const std::string problem = parse(text, fault);
+    if (problem.empty()) faults_.push_back(fault);
+    return problem;
+}
+
+std::vector<Fault> FaultList::take(uint32_t command)
+{
+    std::vector<Fault> taken;
+    for (Fault &fault : faults_) {
+        if (fault.command.value_or(command) != command) continue;
+        if (fault.remaining) --*fault.remaining;
+        taken.push_back(fault);
+    }
+    std::erase_if(faults_, [](const Fault &fault) { return fault.remaining == 0U; });
+    return taken;
+}
+
+std::string FaultList::list() const
+{
+    std::string lines;
+    for (const Fault &fault : faults_) {
+        lines += fault.text;
+        if (fault.remaining) lines += format(", %u to go", *fault.remaining);
+        lines += "\n";
+    }
+    return lines.empty() ? "no faults\n" : lines;
+}
+
+std::string FaultList::control(const std::string &line)
+{
+    if (line.empty()) return "";
+    if (line == "help") return control_help + faults_help();
+    if (line == "clear") faults_.clear();
+    if (line == "clear" || line == "list") return list();
+    if (!line.starts_with("fault ")) return "Try help.\n";
+    const std::string problem = add(line.substr(6));
+    return problem.empty() ? list() : printable(problem) + "\n";
+}
+
+std::optional<Reply> requested_refusal(const std::vector<Fault> &faults, uint32_t command)
+{
+    for (const Fault &fault : faults) {
+        if (fault.kind != FaultKind::Refuse) continue;
+        const Record *record = request_record(command);
+        const bool takes_file = record == &records::package_request_record ||
+                                record == &records::certificate_request_record;
+        if (takes_file) return refuse_file("This file is refused on request.");
+        return refusal(made_up_complaints(command, fault.number));
+    }
+    return {};
+}
+
+void bend(Delivery &delivery, const std::vector<Fault> &faults)
+{
+    for (const Fault &fault : faults) bend(delivery, fault);
+}
+
+std::string faults_help()
+{
+    std::string help =
+        "A FAULT is one of these, then @COMMAND to limit it to a command (CMD_UPTIME_GET,\n"
+        "or 52), then *COUNT to limit how often it happens, as in delay=2000@CMD_UPTIME_GET*3:\n";
+    for (const KindRow &row : kinds) {
+        std::string form = row.name;
+        if (row.number) form += format(row.default_number ? "[=%s]" : "=%s", row.number);
+        help += format("  %-22s %s\n", form.c_str(), row.help);
+    }
+    return help;
+}

@@ -1,0 +1,66 @@
+/* Faults on request: what can go wrong between a daemon and its client. */
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "simulator/protocol.h"
+
+/* A reply on its way, with what faults make of it. */
+struct Delivery {
+    ReplyMessage message;
+    std::chrono::milliseconds delay{};
+    bool silent = false; /* nothing is sent */
+    bool close = false;  /* the connection ends, instead of the reply */
+};
+
+enum class FaultKind {
+    Delay,
+    Refuse, /* takes the command's place */
+    WrongEcho,
+    WrongType,
+    BadChecksum,
+    ShortPayload,
+    ShortRecord,
+    Oversize,
+    Silence,
+    Close
+};
+
+struct Fault {
+    FaultKind kind{};
+    uint32_t number = 0;
+    std::optional<uint32_t> command;   /* only this one */
+    std::optional<uint32_t> remaining; /* only so many times */
+    std::string text;                  /* as it was asked for, without the count */
+};
+
+class FaultList {
+public:
+    /* Adds the fault that the text describes (see faults_help). Returns the
+     * problem in one sentence, empty when there is none. */
+    std::string add(const std::string &text);
+
+    bool empty() const { return faults_.empty(); }
+
+    /* The faults that hit this command now, each counted off. */
+    std::vector<Fault> take(uint32_t command);
+
+    /* Carries out a line that a developer typed, "help" among others, and
+     * returns what to print. */
+    std::string control(const std::string &line);
+
+private:
+    std::string list() const;
+
+    std::vector<Fault> faults_;
+};
+
+/* The refusal that takes the command's place, if one of the faults is that. */
+std::optional<Reply> requested_refusal(const std::vector<Fault> &faults, uint32_t command);
+
+void bend(Delivery &delivery, const std::vector<Fault> &faults);
+
+std::string faults_help();

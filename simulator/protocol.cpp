@@ -1,0 +1,109 @@
+#include "simulator/protocol.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "simulator/format.h"
+#include "sysmng/bytes.h"
+#include "sysmng/client.h"
+#include "sysmng/command.h"
+
+namespace {
+
+constexpr uint32_t type_at = 0, length_at = 4, tag_at = 8;
+
+constexpr uint32_t longest_request = 1024 * 1024; /* no request comes near it */
+
+constexpr Field entry_fields[] = {field::text("message", 255), field::text("property", 255)};
+constexpr Record validation_entry = record("validation_entry", 510, entry_fields);
+
+#define COMMAND(name) #name,
+#define RESERVED(code) "reserved code " #code,
+constexpr const char *names[] = {
+#include "sysmng/commands.def"
+};
+
+} // namespace
+
+Reply success(Bytes record)
+{
+    return {RESULT_SUCCESS, std::move(record), {}};
+}
+
+Reply refusal(const Complaints &complaints)
+{
+    Reply reply = failure(RESULT_REFUSED, "");
+    for (const Complaint &complaint : complaints) {
+        RecordBytes entry = new_record(validation_entry);
+        set_text(entry, "message", complaint.message);
+        set_text(entry, "property", complaint.property);
+        reply.record.insert(reply.record.end(), entry.bytes.begin(), entry.bytes.end());
+        if (!reply.reason.empty()) reply.reason += "; ";
+        reply.reason += complaint.property + ": " + complaint.message;
+    }
+    return reply;
+}
+
+Reply failure(uint32_t result, const std::string &reason)
+{
+    return {result, {}, reason};
+}
+
+ReplyMessage message_of(const Request &request, const Reply &reply)
+{
+    return {CMD_ACKNOWLEDGE,
+            request.tag,
+            request.code,
+            reply.result,
+            static_cast<uint32_t>(reply.record.size()),
+            reply.record,
+            0,
+            0,
+            false};
+}
+
+Bytes encode(const ReplyMessage &message)
+{
+    const size_t whole = SYSMNG_HEADER_LEN + REPLY_PREAMBLE_LEN + message.record.size();
+    Bytes bytes(whole);
+    uint8_t *payload = bytes.data() + SYSMNG_HEADER_LEN;
+    store_u32(payload, message.command);
+    store_u32(payload + 4, message.result);
+    store_u32(payload + 8, message.data_len);
+    std::copy(message.record.begin(), message.record.end(), payload + REPLY_PREAMBLE_LEN);
+    bytes.resize(whole - message.cut);
+
+    SysMngHeader header = {};
+    store_u32(header.bytes + type_at, message.type);
+    store_u32(header.bytes + length_at, static_cast<uint32_t>(bytes.size()));
+    store_u32(header.bytes + tag_at, message.tag);
+    SysMngChecksumGenerate(&header, payload);
+    uint8_t &checksum = header.bytes[SYSMNG_HEADER_LEN - 1];
+    checksum = static_cast<uint8_t>(checksum + message.checksum_error);
+    std::copy(std::begin(header.bytes), std::end(header.bytes), bytes.begin());
+    if (message.half_sent) bytes.resize((SYSMNG_HEADER_LEN + bytes.size()) / 2);
+    return bytes;
+}
+
+Arrival next_request(Bytes &input, Request &request)
+{
+    SysMngHeader header;
+    if (input.size() < SYSMNG_HEADER_LEN) return Arrival::Incomplete;
+    std::copy_n(input.begin(), SYSMNG_HEADER_LEN, header.bytes);
+    const uint32_t length = load_u32(header.bytes + length_at);
+    if (length < SYSMNG_HEADER_LEN || length > longest_request) return Arrival::Senseless;
+    if (input.size() < length) return Arrival::Incomplete;
+
+    const auto end = input.begin() + static_cast<Bytes::difference_type>(length);
+    request.code = load_u32(header.bytes + type_at);
+    request.tag = load_u32(header.bytes + tag_at);
+    request.payload.assign(input.begin() + SYSMNG_HEADER_LEN, end);
+    input.erase(input.begin(), end);
+    const bool intact = SysMngChecksumVerify(&header, request.payload.data()) == RET_OK;
+    return intact ? Arrival::Whole : Arrival::Damaged;
+}
+
+std::string command_name(uint32_t code)
+{
+    return code < std::size(names) ? names[code] : format("command %u", code);
+}

@@ -1,0 +1,14 @@
+/* What the daemon refuses. */
+#pragma once
+
+#include "simulator/protocol.h"
+
+constexpr int no_request_index = -1;
+
+/* The complaints about a request record; none when all is well. What the
+ * client didn't give is not looked at. With an index, the complaints name the
+ * form parameters "key[index]". */
+Complaints check_record(const RecordBytes &request, int index = no_request_index);
+
+/* "key", or "key[index]". */
+std::string form_parameter(const std::string &key, int index);

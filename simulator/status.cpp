@@ -1,0 +1,86 @@
+/* What the device tells about itself. */
+#include <sys/statvfs.h>
+
+#include <algorithm>
+
+#include "handlers/admin/records.h"
+#include "handlers/status/records.h"
+#include "simulator/answers.h"
+#include "simulator/format.h"
+#include "simulator/moving.h"
+
+using namespace records;
+
+Reply restart(Device &device, const Request &)
+{
+    device.started = Clock::now();
+    device.channel.started = device.started;
+    device.channel.talkback = false;
+    return success();
+}
+
+Reply reset_to_factory(Device &device, const Request &)
+{
+    factory_reset(device);
+    return success();
+}
+
+Bytes uptime_report(const Device &device)
+{
+    static constexpr Swing swings[] = {{"temperatureC", 41, 47, 90}, {"fansRPM", 2850, 3300, 60}};
+    const double seconds = seconds_since(device.started);
+    const unsigned whole = static_cast<unsigned>(seconds);
+    RecordBytes report = new_record(uptime_record);
+    set_text(report, "dateTime", clock_text(device));
+    set_text(report, "uptime",
+             format("%u days %02u:%02u:%02u", whole / 86400, whole / 3600 % 24, whole / 60 % 60,
+                    whole % 60));
+    set_swings(report, swings, seconds);
+    return report.bytes;
+}
+
+Bytes changes_report(const Device &device)
+{
+    return device.counters.bytes;
+}
+
+Bytes ports_report(const Device &device)
+{
+    const RecordBytes &video = setting(device, decoder_video_record);
+    const auto is_output = [&](const char *key) {
+        return device.channel.running && get_int(video, key);
+    };
+    RecordBytes report = new_record(ports_record);
+    set_number(report, "ethernet1", true);
+    set_number(report, "ethernet2", device.options.interfaces > 1);
+    set_number(report, "serialAudioGenLock", true);
+    set_number(report, "cvbs", is_output("isComposite"));
+    set_number(report, "hdmi", is_output("isHdmi"));
+    set_number(report, "sdi1", is_output("isPrimarySdi1"));
+    set_number(report, "sdi2", is_output("isPrimarySdi2") || is_output("isSecondarySdi2"));
+    set_number(report, "power", true);
+    return report.bytes;
+}
+
+Bytes leds_report(const Device &device)
+{
+    const RecordBytes &configuration = setting(device, decoder_configuration_record);
+    RecordBytes report = new_record(leds_record);
+    set_number(report, "ntp", get_int(setting(device, sysdatetime_record), "useNtp"));
+    set_number(report, "genlock", get_int(configuration, "clockSource") == 1);
+    set_number(report, "talkback", device.channel.talkback);
+    return report.bytes;
+}
+
+/* In MiB. */
+Bytes freespace_report(const Device &)
+{
+    RecordBytes report = new_record(freespace_record);
+    struct statvfs disk = {};
+    if (statvfs("/tmp", &disk) == 0) {
+        const double bytes =
+            static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);
+        set_number(report, "tmp", std::min(bytes / 1048576, double{INT32_MAX}));
+    }
+    return report.bytes;
+}

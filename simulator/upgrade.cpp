@@ -1,0 +1,136 @@
+/* Files that the device installs: firmware packages and certificates. */
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "handlers/admin/records.h"
+#include "simulator/answers.h"
+#include "simulator/format.h"
+#include "simulator/moving.h"
+
+namespace {
+
+using namespace records;
+
+struct Stage {
+    int from_percent;
+    const char *name;
+};
+
+constexpr Stage stages[] = {{0, "Checking the package"},      {15, "Erasing the flash memory"},
+                            {30, "Writing the new software"}, {80, "Verifying the new software"},
+                            {95, "Restarting the services"},  {100, "Finished"}};
+
+int percent_done(const Device &device)
+{
+    const double length = device.options.upgrade_seconds;
+    const double passed = seconds_since(device.upgrade.started);
+    return passed >= length ? 100 : static_cast<int>(100 * passed / length);
+}
+
+/* What is against installing the file; empty when nothing is. */
+std::string objection(const std::string &path)
+{
+    if (path.empty()) return "No file was given.";
+    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return format("The file %s can't be read: %s.", path.c_str(), strerror(errno));
+
+    struct stat status = {};
+    char begin[3] = {};
+    const bool is_file = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
+    const ssize_t got = is_file ? read(fd, begin, sizeof(begin)) : -1;
+    close(fd);
+    if (got < 0) return format("%s is not a file that can be read.", path.c_str());
+    return memcmp(begin, "BAD", sizeof(begin)) == 0 ? "The file is damaged." : "";
+}
+
+/* "2.4.1" becomes "2.4.2". */
+std::string next_version(const std::string &version)
+{
+    constexpr const char *digits = "0123456789";
+    const size_t last = version.find_last_of(digits);
+    if (last == std::string::npos) return version + ".1";
+    const size_t before = version.find_last_not_of(digits, last);
+    const size_t begin = before == std::string::npos ? 0 : before + 1;
+    const unsigned long number = strtoul(version.c_str() + begin, nullptr, 10);
+    return version.substr(0, begin) + std::to_string(number + 1) + version.substr(last + 1);
+}
+
+std::string base_name(const std::string &path)
+{
+    return path.substr(path.find_last_of('/') + 1);
+}
+
+Bytes operation_result(const char *status, const std::string &message)
+{
+    RecordBytes result = new_record(operation_result_record);
+    set_text(result, "status", status);
+    set_text(result, "message", message);
+    return result.bytes;
+}
+
+} // namespace
+
+Reply refuse_file(const std::string &reason)
+{
+    return {RESULT_REFUSED, operation_result("ERROR", reason), reason};
+}
+
+Reply start_upgrade(Device &device, const Request &request)
+{
+    const RecordBytes given = record_at(package_request_record, request.payload);
+    const std::string path = get_text(given, "packageName");
+    if (device.upgrade.state == Upgrade::Running) {
+        return refuse_file("An upgrade is already going on.");
+    }
+    const std::string reason = objection(path);
+    if (!reason.empty()) return refuse_file(reason);
+    device.upgrade = {Upgrade::Running, Clock::now()};
+    return success(operation_result("OK", "Installing " + base_name(path) + "."));
+}
+
+Reply install_certificate(Device &device, const Request &request)
+{
+    const RecordBytes given = record_at(certificate_request_record, request.payload);
+    const std::string path = get_text(given, "certificateName");
+    const std::string reason = objection(path);
+    if (!reason.empty()) return refuse_file(reason);
+    set_text(setting(device, security_record), "certificateName", base_name(path));
+    return success(operation_result("OK", base_name(path) + " is the certificate now."));
+}
+
+Reply use_default_certificate(Device &device, const Request &)
+{
+    set_text(setting(device, security_record), "certificateName", "default");
+    return success();
+}
+
+Bytes upgrade_report(const Device &device)
+{
+    RecordBytes report = new_record(upgrade_status_record);
+    set_number(report, "status", device.upgrade.state);
+    if (device.upgrade.state == Upgrade::None) {
+        set_text(report, "stage", "Idle");
+        return report.bytes;
+    }
+    const int percent = percent_done(device);
+    set_number(report, "percent", percent);
+    for (const Stage &stage : stages) {
+        if (percent >= stage.from_percent) set_text(report, "stage", stage.name);
+    }
+    return report.bytes;
+}
+
+void finish_upgrade(Device &device)
+{
+    if (device.upgrade.state != Upgrade::Running || percent_done(device) < 100) return;
+    device.upgrade.state = Upgrade::Done;
+    device.options.software = next_version(device.options.software);
+    set_text(setting(device, general_info_record), "software", device.options.software);
+    count_change(device, "software");
+}
