@@ -1,0 +1,172 @@
+/* Request bodies as they come over the network, and the connections that they come on. */
+#include <unistd.h>
+
+#include "tests/e2e/exchange.h"
+
+namespace {
+
+const std::string form = "useDefaultAddressPort=true&interface=2&ipAddress=239%2e1.2.3&port=1234x";
+
+/* The record of that form: a flag, two numbers and a text of 46 bytes. */
+std::string form_record()
+{
+    return std::string(1, 1) + u32(2) + text_field("239.1.2.3", 46) + u32(1234);
+}
+
+std::string absent_record()
+{
+    return std::string(1, '\0') + u32(0xFFFFFFFF) + text_field("", 46) + u32(0xFFFFFFFF);
+}
+
+std::string head(const std::string &method, const std::string &path, const std::string &more = "")
+{
+    return method + " " + path + " HTTP/1.1\r\nHost: test\r\n" + more + "\r\n";
+}
+
+std::string put_head(const std::string &path, size_t length)
+{
+    return head("PUT", path, "Content-Length: " + std::to_string(length) + "\r\n");
+}
+
+std::string chunk(const std::string &bytes)
+{
+    char size[20];
+    snprintf(size, sizeof(size), "%zx\r\n", bytes.size());
+    return size + bytes + "\r\n";
+}
+
+class Bodies : public Exchange {
+protected:
+    void expect_written(const Response &response, uint32_t command, const std::string &record)
+    {
+        EXPECT_EQ(response.status, 204);
+        EXPECT_EQ(response.own_headers(), std::vector<std::string>{});
+        const std::vector<Request> requests = daemon.take_requests();
+        ASSERT_EQ(requests.size(), 1u);
+        EXPECT_EQ(requests[0].command, command);
+        EXPECT_EQ(to_hex(requests[0].payload), to_hex(record));
+    }
+
+    /* Sends the pieces with pauses, so that most are read one by one. */
+    static void send_slowly(RawConnection &connection, const std::vector<std::string> &pieces)
+    {
+        for (const std::string &piece : pieces) {
+            connection.send(piece);
+            usleep(2000);
+        }
+    }
+};
+
+TEST_F(Bodies, CutAtEveryByte)
+{
+    RawConnection connection(server.port());
+    const std::string request = put_head("/api/sap", form.size()) + form;
+    const size_t body_at = request.size() - form.size();
+    for (size_t cut = body_at - 1; cut <= request.size(); ++cut) {
+        SCOPED_TRACE(cut - body_at);
+        send_slowly(connection, {request.substr(0, cut), request.substr(cut)});
+        expect_written(connection.receive(), sap_set, form_record());
+    }
+    std::vector<std::string> bytes;
+    for (const char c : request) bytes.push_back({c});
+    send_slowly(connection, bytes);
+    expect_written(connection.receive(), sap_set, form_record());
+}
+
+TEST_F(Bodies, ALongValueInManyReads)
+{
+    std::string banner;
+    for (int i = 0; banner.size() < 8000; ++i) banner += std::to_string(i) + ".";
+    banner.resize(8000);
+    const std::string body = "hostname=h&bannerText=" + banner + "&isBannerEnabled=1";
+    std::vector<std::string> pieces = {put_head("/api/security", body.size())};
+    for (size_t at = 0; at < body.size(); at += 97) pieces.push_back(body.substr(at, 97));
+    RawConnection connection(server.port());
+    send_slowly(connection, pieces);
+    expect_written(connection.receive(), security_set,
+                   text_field("", 510) + text_field("h", 255) + std::string(1, 1) +
+                       text_field(banner, 8193) + text_field("", 255));
+}
+
+TEST_F(Bodies, Chunked)
+{
+    RawConnection connection(server.port());
+    for (const size_t cut : {1u, 22u, 30u, 60u}) {
+        SCOPED_TRACE(cut);
+        send_slowly(connection, {head("PUT", "/api/sap", "Transfer-Encoding: chunked\r\n"),
+                                 chunk(form.substr(0, cut)), chunk(form.substr(cut)), chunk("")});
+        expect_written(connection.receive(), sap_set, form_record());
+    }
+}
+
+TEST_F(Bodies, InTemporaryFilesYieldNoParameters)
+{
+    const std::string padding = "&x=" + std::string(70000, 'x');
+    expect_written(client.put("/api/sap", form + padding), sap_set, absent_record());
+    expect_written(client.put("/api/sap", form), sap_set, form_record());
+}
+
+TEST_F(Bodies, AreToldOnStandardError)
+{
+    client.put("/api/sap", "port=1&x&ipAddress=a=b");
+    const std::string log = server.log();
+    EXPECT_NE(log.find("content=port=1&x&ipAddress=a=b\n"), std::string::npos);
+    EXPECT_NE(log.find("key=port, value=1\nkey=ipAddress, value=b\n"), std::string::npos);
+}
+
+TEST_F(Bodies, PipelinedRequestsAreAnsweredInOrder)
+{
+    daemon.answer(changes_get, {Step::send(reply(changes_get, 1, changes_record))});
+    RawConnection connection(server.port());
+    for (int round = 0; round < 3; ++round) {
+        connection.send(head("GET", "/api/changes") + put_head("/api/sap", form.size()) + form +
+                        head("HEAD", "/api/uptime") + head("GET", "/api/changes"));
+        EXPECT_EQ(connection.receive().body, changes_text);
+        EXPECT_EQ(connection.receive().status, 204);
+        EXPECT_EQ(connection.receive().header("allow"), "GET");
+        EXPECT_EQ(connection.receive().body, changes_text);
+        const std::vector<Request> requests = daemon.take_requests();
+        ASSERT_EQ(requests.size(), 3u);
+        EXPECT_EQ(to_hex(requests[1].payload), to_hex(form_record()));
+    }
+}
+
+/* A body that nobody read must not be taken for a request. */
+TEST_F(Bodies, ThatNobodyReads)
+{
+    const std::string smuggled = head("GET", "/api/changes");
+    for (const char *path : {"/api/decoder", "/api/channel/start", "/api/uptime", "/api/nothing"}) {
+        for (const bool late : {false, true}) {
+            SCOPED_TRACE(std::string(path) + (late ? " late" : ""));
+            RawConnection connection(server.port());
+            connection.send(put_head(path, smuggled.size()) + (late ? "" : smuggled));
+            connection.receive();
+            connection.send((late ? smuggled : "") + head("GET", "/api/leds"));
+            connection.receive();
+            for (const Request &request : daemon.take_requests()) {
+                EXPECT_NE(request.command, changes_get);
+            }
+        }
+    }
+    expect_good_exchange();
+}
+
+TEST_F(Bodies, OverHttp2)
+{
+    if (server_under_test().stock) GTEST_SKIP() << "no HTTP/2 in 1.4.51";
+    const HttpClient client2{server.port(), true};
+    expect_written(client2.put("/api/sap", form), sap_set, form_record());
+    expect_written(client2.put("/api/sap", form + "&x=" + std::string(70000, 'x')), sap_set,
+                   absent_record());
+    daemon.answer(changes_get, {Step::send(reply(changes_get, 1, changes_record))});
+    const Response changes = client2.get("/api/changes");
+    EXPECT_EQ(changes.body, changes_text);
+    EXPECT_EQ(changes.own_headers(), json_headers);
+    const Response refused = client2.request("DELETE", "/api/changes");
+    EXPECT_EQ(refused.status, 405);
+    EXPECT_EQ(refused.own_headers(), std::vector<std::string>{"allow: GET"});
+    daemon.answer_once(uptime_get, {Step::send(reply(uptime_get, 0, ""))});
+    expect_failure(client2.get("/api/uptime"), 500);
+}
+
+} // namespace

@@ -1,0 +1,167 @@
+/* Each allocation and each system call of the module fails in turn, once and
+ * from then on, in requests of every kind. The sanitizers see crashes and
+ * leaks. */
+#include "tests/support/failing_calls.h"
+
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+
+#include "server/hosting/hosting.h"
+#include "tests/support/module_host.h"
+
+namespace {
+
+using namespace std::string_literals;
+
+enum Body { NONE, FORM, UPLOAD };
+
+struct Scenario {
+    http_method_t method;
+    const char *path;
+    Body body;
+    uint32_t command;
+    uint32_t result;
+    std::string record;
+    int success, failure;
+};
+
+const std::string complaint = text_field("too <low>", 255) + text_field("port", 255);
+const std::string result_record = text_field("OK", 11) + text_field("<done>", 255);
+
+const Scenario scenarios[] = {
+    {HTTP_METHOD_GET, "/api/leds", NONE, 36, 1, std::string(12, '\0'), 200, 500},
+    {HTTP_METHOD_GET, "/api/stream", NONE, 1, 1, std::string(20 * 1694, '<'), 200, 500},
+    {HTTP_METHOD_GET, "/api/stream/7", NONE, 1, 1, std::string(1694, '"'), 200, 404},
+    {HTTP_METHOD_PUT, "/api/sap", FORM, 25, 1, "", 204, 500},
+    {HTTP_METHOD_PUT, "/api/sap", FORM, 25, 2, complaint, 400, 500},
+    {HTTP_METHOD_PUT, "/api/stream/7", FORM, 3, 1, "", 204, 404},
+    {HTTP_METHOD_PUT, "/api/network", FORM, 23, 1, "", 204, 500},
+    {HTTP_METHOD_POST, "/api/configuration", FORM, 40, 1, std::string(770, '\0'), 201, 500},
+    {HTTP_METHOD_PUT, "/api/channel/start", NONE, 19, 1, "", 204, 500},
+    {HTTP_METHOD_PUT, "/api/stream/select/7", NONE, 5, 1, "", 204, 500},
+    {HTTP_METHOD_DELETE, "/api/stream/7", NONE, 4, 1, "", 204, 404},
+    {HTTP_METHOD_POST, "/api/general/firmwareUpgrade", UPLOAD, 47, 1, result_record, 200, 500},
+    {HTTP_METHOD_POST, "/api/security/certificate", UPLOAD, 30, 2, result_record, 400, 500},
+};
+
+/* The statuses that may come of a call that fails; 0 is HANDLER_ERROR without
+ * a status, when the body cannot be read. */
+struct Outcome {
+    const char *call;
+    bool may_succeed, may_fail;
+    int status; /* besides; -1: none */
+};
+const Outcome outcomes[] = {
+    {"malloc", false, true, -1},    {"calloc", true, false, 507}, {"realloc", false, false, 507},
+    {"send", false, true, -1},      {"recv", true, true, -1},     {"select", false, true, -1},
+    {"timeout", false, false, 408}, {"open", true, false, 0},     {"openat", true, false, -1},
+    {"mmap", false, false, 0},      {"write", true, false, -1},   {"unlinkat", true, false, -1},
+    {"close", true, false, -1},
+};
+
+size_t entries_of(const char *directory)
+{
+    const std::filesystem::directory_iterator entries(directory);
+    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
+}
+
+class FailingCalls : public ModuleTest {
+protected:
+    void TearDown() override
+    {
+        unlink(upload_body);
+        unlink("/mnt/data/fw.bin");
+        ModuleTest::TearDown();
+    }
+
+    /* In a memory chunk and a file chunk. */
+    void append_upload()
+    {
+        const std::string head =
+            "--XyZ\r\nContent-Disposition: form-data; name=\"packageName\"; "
+            "filename=\"fw.bin\"\r\n\r\nfirst";
+        const std::string rest = "rest\r\n--XyZ--\r\n";
+        const int fd = ::open(upload_body, O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        ASSERT_EQ(::write(fd, rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
+        ::close(fd);
+        hosted_add_request_header(con, "Content-Type", "multipart/form-data; boundary=XyZ");
+        hosted_append_memory(con, head);
+        hosted_append_file(con, upload_body, static_cast<int64_t>(rest.size()));
+    }
+
+    /* Everything but the hook itself. */
+    void prepare(const Scenario &scenario)
+    {
+        forget_replies();
+        sent();
+        will_reply(scenario.command, scenario.result, scenario.record);
+        hosted_connection_reset(con);
+        con->request.http_method = scenario.method;
+        hosted_set_path(con, scenario.path);
+        if (scenario.body == FORM) hosted_append_memory(con, "id[0]=1&port=5000&name=x");
+        if (scenario.body == UPLOAD) append_upload();
+        con->request.content_length = con->request_content_queue->bytes_in;
+    }
+
+    void expect_good_exchange()
+    {
+        prepare(scenarios[0]);
+        EXPECT_EQ(run().body, R"([ {"ntp" : 0, "genlock" : 0, "talkback" : 0} ])");
+    }
+
+    static constexpr const char *upload_body = "/tmp/failing_calls_test.body";
+};
+
+void check(const Scenario &scenario, const Outcome &outcome, const Answer &answer)
+{
+    const bool as_if_nothing = outcome.may_succeed && answer.status == scenario.success;
+    const bool failed = outcome.may_fail && answer.status == scenario.failure;
+    EXPECT_TRUE(as_if_nothing || failed || answer.status == outcome.status)
+        << "status " << answer.status;
+    if (answer.status >= 200) return;
+    EXPECT_EQ(answer.result, HANDLER_ERROR);
+    EXPECT_FALSE(answer.finished);
+}
+
+TEST_F(FailingCalls, EndInTheirStatusAndLeaveNothingBehind)
+{
+    int injected = 0;
+    for (const Scenario &scenario : scenarios) {
+        prepare(scenario);
+        ASSERT_EQ(run().status, scenario.success) << scenario.path;
+        hosted_connection_reset(con);
+        const size_t descriptors = entries_of("/proc/self/fd");
+        for (const Outcome &outcome : outcomes) {
+            for (const bool from_then_on : {false, true}) {
+                for (int nth = 1;; ++nth) {
+                    SCOPED_TRACE(scenario.path + " "s + outcome.call + " " + std::to_string(nth));
+                    prepare(scenario);
+                    state->msg_buf_size = 16384; /* so that long replies need their realloc */
+                    Answer answer;
+                    int calls;
+                    {
+                        const FailingCall failing(outcome.call, nth, from_then_on);
+                        answer = run();
+                        calls = failing.calls();
+                    }
+                    hosted_connection_reset(con);
+                    if (calls < nth) break;
+                    ++injected;
+                    check(scenario, outcome, answer);
+                    EXPECT_EQ(entries_of("/proc/self/fd"), descriptors);
+                    expect_good_exchange();
+                }
+            }
+        }
+    }
+    printf("%d failing calls injected into %zu kinds of requests\n", injected,
+           sizeof(scenarios) / sizeof(scenarios[0]));
+    EXPECT_GT(injected, 200);
+}
+
+} // namespace

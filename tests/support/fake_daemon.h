@@ -1,0 +1,70 @@
+/* A scripted management daemon on its socket, in a thread of the test. */
+#pragma once
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/messages.h"
+
+constexpr const char *daemon_socket_path = "/tmp/sysmng_web_plugin.socket";
+
+/* One thing that the daemon does for a request. */
+struct Step {
+    std::string bytes;
+    int pause_ms = 0;
+    bool hangs_up = false;
+
+    static Step send(const std::string &bytes) { return {bytes}; }
+    static Step pause(int milliseconds) { return {"", milliseconds}; }
+    static Step hang_up() { return {"", 0, true}; }
+};
+using Answer = std::vector<Step>; /* none: silence */
+
+struct Request {
+    uint32_t command;
+    std::string payload;
+    std::string bytes; /* the whole message */
+};
+
+class FakeDaemon {
+public:
+    /* Listens. Throws std::runtime_error when it can't, also when another daemon is there. */
+    FakeDaemon();
+    ~FakeDaemon();
+    FakeDaemon(const FakeDaemon &) = delete;
+    FakeDaemon &operator=(const FakeDaemon &) = delete;
+
+    /* What it answers to a command, always or the next time only. Without this it tells the
+     * software version "rel5", and reports success without a record for everything else. */
+    void answer(uint32_t command, const Answer &answer);
+    void answer_once(uint32_t command, const Answer &answer);
+
+    /* The requests that came since the last call. */
+    std::vector<Request> take_requests();
+
+    /* Waits until it has done all that it has to do for the requests that came. */
+    void wait_until_idle();
+
+private:
+    void run();
+    void serve(int fd);
+    bool carry_out(int fd, const Answer &answer);
+    Answer choose_answer(uint32_t command);
+
+    int listener;
+    std::mutex mutex;                /* guards all below */
+    std::condition_variable changed; /* one of the next two */
+    bool stopping = false;
+    bool busy = false; /* with an answer */
+    int connection = -1;
+    std::vector<Request> requests;
+    std::map<uint32_t, Answer> answers;
+    std::map<uint32_t, std::deque<Answer>> once;
+    std::thread thread; /* last: it uses the others */
+};

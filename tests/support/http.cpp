@@ -1,0 +1,220 @@
+#include "tests/support/http.h"
+
+#include <arpa/inet.h>
+#include <curl/curl.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <deque>
+#include <memory>
+#include <set>
+#include <stdexcept>
+
+namespace {
+
+constexpr long patience_seconds = 60;
+
+size_t append_body(char *bytes, size_t size, size_t count, void *to)
+{
+    static_cast<Response *>(to)->body.append(bytes, size * count);
+    return size * count;
+}
+
+void add_header_line(Response *response, std::string line)
+{
+    while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.pop_back();
+    const size_t colon = line.find(": ");
+    if (colon == std::string::npos) return;
+    std::string name = line.substr(0, colon);
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(tolower(c)); });
+    response->headers.emplace_back(name, line.substr(colon + 2));
+}
+
+size_t append_header(char *bytes, size_t size, size_t count, void *to)
+{
+    add_header_line(static_cast<Response *>(to), std::string(bytes, size * count));
+    return size * count;
+}
+
+} // namespace
+
+std::string Response::header(const std::string &name) const
+{
+    std::string values;
+    for (const auto &[key, value] : headers) {
+        if (key != name) continue;
+        if (!values.empty()) values += '|';
+        values += value;
+    }
+    return values;
+}
+
+std::vector<std::string> Response::own_headers() const
+{
+    static const std::set<std::string> servers = {"date", "server", "content-length", "connection"};
+    std::vector<std::string> lines;
+    for (const auto &[key, value] : headers) {
+        if (!servers.contains(key)) lines.emplace_back(key).append(": ").append(value);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
+
+namespace {
+
+using Curl = std::unique_ptr<CURL, void (*)(CURL *)>;
+
+Curl new_request(const HttpClient &client, const std::string &path)
+{
+    Curl curl(curl_easy_init(), curl_easy_cleanup);
+    const std::string url = "http://127.0.0.1:" + std::to_string(client.port) + path;
+    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
+    curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, patience_seconds);
+    curl_easy_setopt(curl.get(), CURLOPT_HTTP_VERSION,
+                     client.http2 ? CURL_HTTP_VERSION_2_PRIOR_KNOWLEDGE : CURL_HTTP_VERSION_1_1);
+    return curl;
+}
+
+Response perform(const Curl &curl, const std::string &path)
+{
+    Response response;
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, append_body);
+    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &response);
+    curl_easy_setopt(curl.get(), CURLOPT_HEADERFUNCTION, append_header);
+    curl_easy_setopt(curl.get(), CURLOPT_HEADERDATA, &response);
+    const CURLcode result = curl_easy_perform(curl.get());
+    if (result == CURLE_OK) {
+        long status = 0;
+        curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+        response.status = static_cast<int>(status);
+    } else if (result != CURLE_GOT_NOTHING) {
+        throw std::runtime_error(path + ": " + curl_easy_strerror(result));
+    }
+    return response;
+}
+
+/* A part on its way. */
+struct Source {
+    const Part *part;
+    size_t sent = 0;
+};
+
+size_t read_content(char *to, size_t size, size_t count, void *from)
+{
+    Source &source = *static_cast<Source *>(from);
+    const std::string &content = source.part->content;
+    if (source.sent == content.size() * source.part->times) return 0;
+    const size_t length = content.copy(to, size * count, source.sent % content.size());
+    source.sent += length;
+    return length;
+}
+
+} // namespace
+
+Response HttpClient::request(const std::string &method, const std::string &path,
+                             const std::string &body) const
+{
+    const Curl curl = new_request(*this, path);
+    if (method == "HEAD") curl_easy_setopt(curl.get(), CURLOPT_NOBODY, 1L);
+    if (method == "POST" || method == "PUT" || !body.empty()) {
+        curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+        curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
+    }
+    curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+    return perform(curl, method + " " + path);
+}
+
+Response HttpClient::upload(const std::string &path, const std::vector<Part> &parts,
+                            bool length_is_told) const
+{
+    const Curl curl = new_request(*this, path);
+    const std::unique_ptr<curl_mime, void (*)(curl_mime *)> form(curl_mime_init(curl.get()),
+                                                                 curl_mime_free);
+    std::deque<Source> sources;
+    for (const Part &part : parts) {
+        curl_mimepart *added = curl_mime_addpart(form.get());
+        const size_t length = part.content.size() * part.times;
+        sources.push_back({&part});
+        curl_mime_name(added, part.name.c_str());
+        if (!part.filename.empty()) curl_mime_filename(added, part.filename.c_str());
+        curl_mime_data_cb(added, length_is_told ? static_cast<curl_off_t>(length) : -1,
+                          read_content, nullptr, nullptr, &sources.back());
+    }
+    curl_easy_setopt(curl.get(), CURLOPT_MIMEPOST, form.get());
+    return perform(curl, "POST " + path);
+}
+
+int connect_to(int port)
+{
+    sockaddr_in address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0) return fd;
+    close(fd);
+    return -1;
+}
+
+RawConnection::RawConnection(int port) : fd(connect_to(port))
+{
+    const int on = 1;
+    const timeval patience = {patience_seconds, 0};
+    if (setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)) != 0 ||
+        setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience)) != 0) {
+        throw std::runtime_error("no connection to port " + std::to_string(port));
+    }
+}
+
+RawConnection::~RawConnection()
+{
+    close(fd);
+}
+
+void RawConnection::send(const std::string &bytes)
+{
+    for (size_t sent = 0; sent < bytes.size();) {
+        const ssize_t n = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (n <= 0) return; /* closed: the test sees it when it receives */
+        sent += static_cast<size_t>(n);
+    }
+}
+
+bool RawConnection::receive_more()
+{
+    char bytes[4096];
+    const ssize_t n = recv(fd, bytes, sizeof(bytes), 0);
+    if (n > 0) received.append(bytes, static_cast<size_t>(n));
+    return n > 0;
+}
+
+Response RawConnection::receive()
+{
+    Response response;
+    size_t end;
+    while ((end = received.find("\r\n\r\n")) == std::string::npos) {
+        if (!receive_more()) return response;
+    }
+    std::string head = received.substr(0, end + 2);
+    received.erase(0, end + 4);
+    response.status = std::stoi(head.substr(head.find(' ')));
+    for (size_t at = head.find('\n') + 1; at < head.size();) {
+        const size_t line_end = head.find('\n', at);
+        add_header_line(&response, head.substr(at, line_end - at));
+        at = line_end + 1;
+    }
+    const std::string length = response.header("content-length");
+    const size_t body_len = length.empty() ? 0 : std::stoul(length);
+    while (received.size() < body_len && receive_more()) {
+    }
+    response.body = received.substr(0, body_len);
+    received.erase(0, response.body.size());
+    return response;
+}

@@ -1,0 +1,65 @@
+/* HTTP clients for the tests: a real one, and one that sends any bytes. */
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+struct Response {
+    int status = 0; /* 0: the connection was closed without an answer */
+    std::vector<std::pair<std::string, std::string>> headers; /* names in lower case */
+    std::string body;
+
+    std::string header(const std::string &name) const; /* several values: joined by '|' */
+
+    /* "name: value" of all headers but those that the server adds to every answer, sorted. */
+    std::vector<std::string> own_headers() const;
+};
+
+/* A part of a form: a field, or with a file name a file. */
+struct Part {
+    std::string name, filename, content;
+    size_t times = 1; /* that the content is sent */
+};
+
+/* Runs one request. HTTP/1.1 requests get a connection each. */
+struct HttpClient {
+    int port;
+    bool http2 = false;
+
+    Response request(const std::string &method, const std::string &path,
+                     const std::string &body = "") const;
+    Response get(const std::string &path) const { return request("GET", path); }
+    Response put(const std::string &path, const std::string &form) const
+    {
+        return request("PUT", path, form);
+    }
+
+    /* Posts the parts as multipart/form-data, made while they are sent. Over HTTP/1.1, a length
+     * that is not told makes the body a chunked one. */
+    Response upload(const std::string &path, const std::vector<Part> &parts,
+                    bool length_is_told = true) const;
+};
+
+/* A socket connected to the port on this machine, or -1. */
+int connect_to(int port);
+
+/* One HTTP/1.1 connection. Throws std::runtime_error when the server does not accept it. */
+class RawConnection {
+public:
+    explicit RawConnection(int port);
+    ~RawConnection();
+    RawConnection(const RawConnection &) = delete;
+    RawConnection &operator=(const RawConnection &) = delete;
+
+    void send(const std::string &bytes);
+
+    /* The next answer: a status line, headers and as much body as Content-Length tells. */
+    Response receive();
+
+private:
+    bool receive_more();
+
+    int fd;
+    std::string received;
+};

@@ -1,0 +1,20 @@
+/* The daemon's messages in bytes, by the tests' own understanding of them: nothing here is shared
+ * with the module, so that a fault in one of the two shows.
+ *
+ * A message is a header of 13 bytes and a payload: type, length (header included) and tag as
+ * little-endian 32-bit words, then a checksum that makes the sum of all bytes 0. A request's type
+ * is the command; a reply's type is 0 and its payload begins with the command, the result (1 is
+ * success) and the length of the record behind them. */
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+std::string u32(uint32_t value);
+uint32_t u32_at(const std::string &bytes, size_t at);
+std::string text_field(const std::string &text, size_t width); /* cut or filled up with NULs */
+std::string to_hex(const std::string &bytes);                  /* "2C 00" */
+
+std::string message(uint32_t type, const std::string &payload, uint32_t tag = 0xFFFFFFFF);
+std::string reply(uint32_t command, uint32_t result, uint32_t data_len, const std::string &record);
+std::string reply(uint32_t command, uint32_t result, const std::string &record);

@@ -1,0 +1,142 @@
+#include "tests/support/web_server.h"
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+#include "tests/support/http.h"
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string environment(const char *name, const std::string &otherwise)
+{
+    const char *value = getenv(name);
+    return value && *value ? value : otherwise;
+}
+
+std::string version_of(const std::string &program)
+{
+    const PrivateDirectory directory;
+    const std::string output = directory.path + "/version";
+    Process process({program, "-v"}, output);
+    wait_until([&] { return !process.running(); });
+    return read_file(output);
+}
+
+ServerUnderTest find_server()
+{
+    ServerUnderTest server;
+    server.program = environment("KELTO_LIGHTTPD", "/usr/sbin/lighttpd");
+    server.own_modules = environment("KELTO_LIGHTTPD_MODULES", "/usr/lib/lighttpd");
+    server.stock = version_of(server.program).find("lighttpd/1.4.51") != std::string::npos;
+    const std::string built_for = server.stock ? "1.4.51" : "current";
+    server.module =
+        environment("KELTO_MODULE", KELTO_MODULES "/" + built_for + "/mod_kelto_sysmgmt.so");
+    return server;
+}
+
+int free_port()
+{
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    socklen_t length = sizeof(address);
+    sockaddr *const at = reinterpret_cast<sockaddr *>(&address);
+    address.sin_family = AF_INET;
+    const bool bound = bind(fd, at, length) == 0 && getsockname(fd, at, &length) == 0;
+    close(fd);
+    if (!bound) throw std::runtime_error("no free port");
+    return ntohs(address.sin_port);
+}
+
+bool accepts_connections(int port)
+{
+    const int fd = connect_to(port);
+    if (fd >= 0) close(fd);
+    return fd >= 0;
+}
+
+/* The server takes one module directory: links to its own modules and to the one under test. */
+void link_modules(const std::string &directory)
+{
+    const ServerUnderTest &server = server_under_test();
+    fs::create_directory(directory);
+    for (const fs::directory_entry &entry : fs::directory_iterator(server.own_modules)) {
+        fs::create_symlink(fs::absolute(entry.path()), directory / entry.path().filename());
+    }
+    fs::create_symlink(fs::absolute(server.module), directory + "/mod_kelto_sysmgmt.so");
+}
+
+} // namespace
+
+const ServerUnderTest &server_under_test()
+{
+    static const ServerUnderTest server = find_server();
+    return server;
+}
+
+PrivateDirectory::PrivateDirectory()
+    : path([] {
+          std::string name = fs::temp_directory_path() / "kelto-test-XXXXXX";
+          if (!mkdtemp(name.data())) throw std::runtime_error("mkdtemp: " + name);
+          return name;
+      }())
+{
+}
+
+PrivateDirectory::~PrivateDirectory()
+{
+    std::error_code ignored;
+    fs::remove_all(path, ignored);
+}
+
+void write_file(const std::string &path, const std::string &text)
+{
+    fs::create_directories(fs::path(path).parent_path());
+    std::ofstream(path) << text;
+}
+
+std::string read_file(const std::string &path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+std::string WebServer::default_config()
+{
+    return "server.document-root = var.root + \"/www\"\n"
+           "server.upload-dirs = ( var.root + \"/upload\" )\n"
+           "server.bind = \"127.0.0.1\"\n"
+           "server.modules = ( \"mod_kelto_sysmgmt\" )\n"
+           "index-file.names = ( \"index.html\" )\n"
+           "mimetype.assign = ( \".html\" => \"text/html\" )\n";
+}
+
+WebServer::WebServer(const std::string &config) : listening_port(free_port())
+{
+    const std::string config_file = root() + "/lighttpd.conf";
+    fs::create_directory(root() + "/www");
+    fs::create_directory(root() + "/upload");
+    write_file(config_file, "var.root = \"" + root() + "\"\n" + config +
+                                "server.port := " + std::to_string(listening_port) + "\n");
+    link_modules(root() + "/modules");
+    process =
+        std::make_unique<Process>(std::vector<std::string>{server_under_test().program, "-D", "-f",
+                                                           config_file, "-m", root() + "/modules"},
+                                  root() + "/log");
+    wait_until([this] { return !process->running() || accepts_connections(listening_port); });
+    if (!process->running()) throw std::runtime_error(log());
+}
+
+std::string WebServer::log() const
+{
+    return read_file(root() + "/log");
+}
