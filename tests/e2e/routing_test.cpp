@@ -1,92 +1,28 @@
-/* Which path and method reach which command, and what everything else gets. */
-#include <map>
+/* What becomes of paths and methods on a real server. */
+#include <tuple>
 
 #include "tests/e2e/exchange.h"
 
 namespace {
 
-constexpr int none = -1; /* an answer without a command */
-
-struct RouteCase {
-    const char *path;
-    const char *allow;
-    std::map<std::string, int> commands; /* by method */
-};
-
-const RouteCase routes[] = {
-    {"/api/stream", "GET,POST", {{"GET", 1}, {"POST", 2}}},
-    {"/api/stream/12", "GET,PUT,DELETE", {{"GET", 1}, {"PUT", 3}, {"DELETE", 4}}},
-    {"/api/stream/select", "GET", {{"GET", none}}},
-    {"/api/stream/select/7", "PUT", {{"PUT", 5}}},
-    {"/api/decoder", "GET,PUT", {{"GET", 6}, {"PUT", none}}},
-    {"/api/decoder/video", "GET,PUT", {{"GET", 8}, {"PUT", 9}}},
-    {"/api/decoder/audio", "GET,PUT", {{"GET", 10}, {"PUT", 11}}},
-    {"/api/decoder/configuration", "GET,PUT", {{"GET", 12}, {"PUT", 13}}},
-    {"/api/decoder/vbianc", "GET,PUT", {{"GET", 14}, {"PUT", 15}}},
-    {"/api/decoder/talkback", "GET,PUT", {{"GET", 16}, {"PUT", 17}}},
-    {"/api/channel", "GET", {{"GET", 18}}},
-    {"/api/channel/start", "PUT", {{"PUT", 19}}},
-    {"/api/channel/stop", "PUT", {{"PUT", 20}}},
-    {"/api/channel/info", "GET", {{"GET", 21}}},
-    {"/api/network", "GET,PUT", {{"GET", 22}, {"PUT", 23}}},
-    {"/api/sap", "GET,PUT", {{"GET", 24}, {"PUT", 25}}},
-    {"/api/sap/stream", "GET,POST", {{"GET", 26}, {"POST", none}}},
-    {"/api/security", "GET,PUT", {{"GET", 28}, {"PUT", 29}}},
-    {"/api/security/certificate", "POST", {{"POST", 30}}},
-    {"/api/security/certificate/default", "PUT", {{"PUT", 31}}},
-    {"/api/notice", "GET", {{"GET", 32}}},
-    {"/api/sysdatetime", "GET,PUT", {{"GET", 33}, {"PUT", 34}}},
-    {"/api/ports", "GET", {{"GET", 35}}},
-    {"/api/leds", "GET", {{"GET", 36}}},
-    {"/api/services", "GET,PUT", {{"GET", 37}, {"PUT", 38}}},
-    {"/api/configuration", "GET,POST", {{"GET", 39}, {"POST", 40}}},
-    {"/api/configuration/3", "GET,PUT,DELETE", {{"GET", 39}, {"PUT", 41}, {"DELETE", 42}}},
-    {"/api/configuration/activate", "GET", {{"GET", none}}},
-    {"/api/configuration/activate/3", "PUT", {{"PUT", 43}}},
-    {"/api/general", "GET", {{"GET", 44}}},
-    {"/api/general/restart", "PUT", {{"PUT", 45}}},
-    {"/api/general/factoryReset", "PUT", {{"PUT", 46}}},
-    {"/api/general/firmwareUpgrade", "POST", {{"POST", 47}}},
-    {"/api/general/upgradeStatus", "GET", {{"GET", 48}}},
-    {"/api/general/freespace", "GET", {{"GET", 49}}},
-    {"/api/general/uidLed", "POST", {{"POST", none}}},
-    {"/api/uptime", "GET", {{"GET", 52}}},
-    {"/api/login", "POST,GET", {{"GET", none}, {"POST", none}}},
-    {"/api/logout", "GET,POST", {{"GET", none}, {"POST", none}}},
-    {"/api/talkback", "GET", {{"GET", none}}},
-    {"/api/talkback/start", "PUT", {{"PUT", 57}}},
-    {"/api/talkback/stop", "PUT", {{"PUT", 58}}},
-    {"/api/changes", "GET", {{"GET", 59}}},
-    {"/api/zixiStats", "GET", {{"GET", 60}}},
-    {"/api/srtStats", "GET", {{"GET", 61}}},
-};
-
 using Routing = Exchange;
 
-TEST_F(Routing, EveryMethodOfEveryRoute)
+/* On all servers a 405 reaches the client with its "Allow" and without a page. */
+TEST_F(Routing, MethodsThatARouteDoesNotAccept)
 {
-    for (const RouteCase &route : routes) {
-        for (const char *method : {"GET", "HEAD", "POST", "PUT", "DELETE", "OPTIONS"}) {
-            SCOPED_TRACE(std::string(method) + " " + route.path);
-            const Response response = client.request(method, route.path);
-            std::vector<int> sent;
-            for (const Request &request : daemon.take_requests()) {
-                sent.push_back(static_cast<int>(request.command));
-            }
-            const auto accepted = route.commands.find(method);
-            if (accepted == route.commands.end()) {
-                EXPECT_EQ(response.status, 405);
-                EXPECT_EQ(response.own_headers(),
-                          std::vector<std::string>{std::string("allow: ") + route.allow});
-                EXPECT_EQ(response.body, "");
-                EXPECT_TRUE(sent.empty());
-            } else {
-                EXPECT_NE(response.status, 405);
-                EXPECT_EQ(sent, accepted->second == none ? std::vector<int>{}
-                                                         : std::vector<int>{accepted->second});
-            }
-        }
+    const std::tuple<const char *, const char *, const char *> cases[] = {
+        {"HEAD", "/api/uptime", "GET"},         {"OPTIONS", "/api/uptime", "GET"},
+        {"POST", "/api/uptime", "GET"},         {"PUT", "/api/login", "POST,GET"},
+        {"GET", "/api/stream/select/7", "PUT"}, {"POST", "/api/stream/7", "GET,PUT,DELETE"},
+    };
+    for (const auto &[method, path, allow] : cases) {
+        SCOPED_TRACE(std::string(method) + " " + path);
+        const Response response = client.request(method, path);
+        EXPECT_EQ(response.status, 405);
+        EXPECT_EQ(response.own_headers(), std::vector<std::string>{std::string("allow: ") + allow});
+        EXPECT_EQ(response.body, "");
     }
+    EXPECT_TRUE(daemon.take_requests().empty());
 }
 
 TEST_F(Routing, AnswersWithoutACommand)
