@@ -23,3 +23,6 @@ public:
 
 /* Called after each send that left; null: nothing is. */
 extern void (*after_send)();
+
+/* Whether a select that waits for nothing but time returns at once. */
+extern bool skip_pauses;
