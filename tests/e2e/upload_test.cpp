@@ -1,0 +1,231 @@
+/* Files on their way from an HTTP client to the upload directory. */
+#include <sys/mount.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <future>
+#include <random>
+
+#include "tests/e2e/device.h"
+
+namespace {
+
+constexpr size_t mebi = 1024 * 1024;
+const std::string firmware = "/api/general/firmwareUpgrade";
+const std::string certificate = "/api/security/certificate";
+
+/* Bytes of all values, half of them such as make a delimiter. */
+std::string image(size_t size)
+{
+    std::minstd_rand random;
+    std::string bytes(size, '\0');
+    for (char &c : bytes) {
+        const unsigned number = static_cast<unsigned>(random());
+        c = number & 256 ? "\r\n--"[number >> 9 & 3] : static_cast<char>(number >> 12);
+    }
+    return bytes;
+}
+
+/* By the example configuration all that an upload can leave behind is below /mnt. */
+Texts files()
+{
+    Texts paths;
+    for (const auto &entry : std::filesystem::recursive_directory_iterator("/mnt")) {
+        if (!entry.is_directory()) paths.push_back(entry.path());
+    }
+    std::sort(paths.begin(), paths.end());
+    return paths;
+}
+
+/* The server may remove its temporary files after it has answered. */
+void expect_files(const Texts &expected)
+{
+    wait_until([&] { return files() == expected; });
+    EXPECT_EQ(files(), expected);
+}
+
+/* There is this file alone. It is removed. */
+void expect_stored(const std::string &name, const std::string &content)
+{
+    const std::string path = "/mnt/data/" + name;
+    expect_files({path});
+    EXPECT_TRUE(read_file(path) == content) << name;
+    unlink(path.c_str());
+}
+
+void expect_result(const Response &response, const std::string &result, const std::string &message)
+{
+    EXPECT_EQ(response.status, result == "OK" ? 200 : 400);
+    EXPECT_EQ(response.own_headers(), json_headers);
+    EXPECT_EQ(response.body,
+              "[ {\"status\" : \"" + result + "\", \"message\" : \"" + message + "\"} ]");
+}
+
+void expect_installed(const Response &response, const std::string &name, const std::string &content)
+{
+    expect_result(response, "OK", name + " is the certificate now.");
+    expect_stored(name, content);
+}
+
+class Uploads : public Device {
+protected:
+    void SetUp() override
+    {
+        ASSERT_EQ(files(), Texts{}) << "this needs a /mnt of its own: run it by private-mounts";
+        start({"--upgrade-seconds", "1"});
+    }
+    void TearDown() override
+    {
+        Device::TearDown();
+        for (const std::string &path : server ? files() : Texts{}) unlink(path.c_str());
+    }
+
+    Response upload(const std::string &filename, const std::string &content, size_t times = 1) const
+    {
+        return client.upload(certificate, {{"certificateName", filename, content, times}});
+    }
+};
+
+TEST_F(Uploads, OfEverySizeInEveryWay)
+{
+    const HttpClient http2{server->port(), true};
+    const Part field = {"field", "", "no file"};
+    for (const size_t size : {0ul, 1ul, 65000ul, 65536ul, 70000ul, 5 * mebi}) {
+        SCOPED_TRACE(size);
+        const Part file = {"certificateName", "x.pem", image(size)};
+        const std::vector<Part> form = {field, file, field};
+        expect_installed(client.upload(certificate, form), "x.pem", file.content);
+        expect_installed(client.upload(certificate, form, false), "x.pem", file.content);
+        if (server_under_test().stock) continue;
+        expect_installed(http2.upload(certificate, form), "x.pem", file.content);
+    }
+    expect_texts(get("/api/security"), {"'certificateName' : 'x.pem'"});
+}
+
+TEST_F(Uploads, AreInstalledOrRefused)
+{
+    const std::string bad = "BAD" + image(70000), module = read_file(server_under_test().module);
+    const std::vector<Part> package = {{"packageName", "fw.bin", module}};
+    const auto progress = [&] { return get("/api/general/upgradeStatus"); };
+    ASSERT_NE(module.find("boundary="), std::string::npos) << "as in request headers";
+    expect_result(upload("x.pem", bad), "ERROR", "The file is damaged.");
+    expect_stored("x.pem", bad);
+    expect_texts(progress(), {"[ {'status' : 0, 'stage' : 'Idle', 'percent' : 0} ]"});
+    expect_result(client.upload(firmware, package), "OK", "Installing fw.bin.");
+    expect_texts(progress(), {"[ {'status' : 1, "});
+    expect_stored("fw.bin", module);
+    const std::string begun = progress();
+    EXPECT_TRUE(wait_until([&] { return progress() != begun; }));
+
+    write_file("/mnt/data/y", "pem");
+    expect_installed(ask("POST " + certificate + " certificateName=/mnt/data/y"), "y", "pem");
+    expect_result(ask("POST " + certificate + " certificateName=/mnt/data/y"), "ERROR",
+                  "The file /mnt/data/y can't be read: No such file or directory.");
+}
+
+TEST_F(Uploads, StayInTheDirectory)
+{
+    const std::pair<std::string, std::string> cases[] = {
+        {"../x", "x"}, {"/etc/x", "x"}, {"..\\up\\x", "x"}, {"C:\\x", "x"}, {"..", ""},
+        {"a/..", ""},  {".", ""},       {"a/", ""},         {"%2e%2e", ""}, {"%2E.", ""},
+        {"a%2fb", ""}, {"..%2Fx", ""},  {"%2fmnt%2fx", ""}, {"...", "..."}, {"-x y", "-x y"},
+    };
+    for (const auto &[filename, stored] : cases) {
+        SCOPED_TRACE(filename);
+        const Response response = upload(filename, "pem");
+        if (stored.empty()) {
+            expect_result(response, "ERROR", "No file was given.");
+            expect_files({});
+        } else {
+            expect_installed(response, stored, "pem");
+        }
+    }
+    std::filesystem::create_symlink("/mnt/outside", "/mnt/data/x");
+    expect_installed(upload("x", "pem"), "x", "pem");
+}
+
+/* Headers and body of a request that uploads x.pem. */
+std::pair<std::string, std::string> request_with(const std::string &content)
+{
+    std::string head =
+        "POST /api/security/certificate HTTP/1.1\r\nHost: test\r\n"
+        "Content-Type: multipart/form-data; boundary=cut\r\nContent-Length: ";
+    std::string body =
+        "--cut\r\nContent-Disposition: form-data; name=\"certificateName\"; "
+        "filename=\"x.pem\"\r\n\r\n";
+    body += content + "\r\n--cut--\r\n";
+    return {head + std::to_string(body.size()) + "\r\n\r\n", body};
+}
+
+TEST_F(Uploads, CutAnywhere)
+{
+    for (const std::string &content : {std::string("pem\r\n--cu\r\r\n--cuT\r"), image(70000)}) {
+        const auto [head, body] = request_with(content);
+        for (size_t cut = body.size() < 300 ? 0 : body.size() - 20; cut < body.size(); ++cut) {
+            SCOPED_TRACE(cut);
+            RawConnection connection(server->port());
+            for (const std::string &piece : {head + body.substr(0, cut), body.substr(cut, 1)}) {
+                connection.send(piece);
+                usleep(2000);
+            }
+            connection.send(body.substr(cut + 1));
+            expect_installed(connection.receive(), "x.pem", content);
+        }
+    }
+}
+
+TEST_F(Uploads, TwoAtOnce)
+{
+    const std::string one = image(5 * mebi), other = "x" + image(6 * mebi);
+    auto uploading = std::async(std::launch::async, [&] { return upload("one", one); });
+    EXPECT_EQ(upload("other", other).status, 200);
+    EXPECT_EQ(uploading.get().status, 200);
+    expect_files({"/mnt/data/one", "/mnt/data/other"});
+    EXPECT_TRUE(read_file("/mnt/data/one") == one);
+    EXPECT_TRUE(read_file("/mnt/data/other") == other);
+}
+
+TEST_F(Uploads, LeaveNothingWhenTheyAreAborted)
+{
+    for (const size_t sent : {70000ul, 3 * mebi}) {
+        const auto [head, body] = request_with(image(4 * mebi));
+        RawConnection connection(server->port());
+        connection.send(head + body.substr(0, sent));
+        EXPECT_TRUE(wait_until([] { return !files().empty(); }));
+    }
+    expect_files({});
+}
+
+TEST_F(Uploads, LeaveNothingOnAFullDisk)
+{
+    ASSERT_EQ(mount("tmpfs", "/mnt/data", "tmpfs", 0, "size=1m"), 0);
+    const Response refused = upload("x.pem", image(3 * mebi));
+    expect_files({});
+    umount("/mnt/data");
+    expect_result(refused, "ERROR",
+                  "The file /mnt/data/x.pem can't be read: No such file or directory.");
+    expect_texts(server->log(), {"upload of x.pem failed: No space left on device"});
+    expect_installed(upload("x.pem", "pem"), "x.pem", "pem");
+}
+
+TEST_F(Uploads, TakeBoundedMemory)
+{
+    const auto peak_kib = [&] {
+        const std::string process = "/proc/" + std::to_string(server->process_id());
+        const std::string status = read_file(process + "/status");
+        return std::stol(status.substr(status.find("VmHWM:") + 6));
+    };
+    const std::string block = image(mebi);
+    expect_installed(upload("x.pem", block), "x.pem", block);
+    const long before = peak_kib();
+    EXPECT_EQ(upload("x.pem", block, 300).status, 200);
+    EXPECT_LT(peak_kib() - before, 8 * 1024);
+    expect_files({"/mnt/data/x.pem"});
+    EXPECT_EQ(std::filesystem::file_size("/mnt/data/x.pem"), 300 * mebi);
+    std::ifstream stored("/mnt/data/x.pem");
+    for (std::string read(mebi, '\0'); stored.read(read.data(), mebi);) ASSERT_TRUE(read == block);
+}
+
+} // namespace
