@@ -3,13 +3,9 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
-/* The names of the calls that can fail, as the C library spells them. "select"
- * fails; "timeout" is a select whose time is up. */
-const std::vector<std::string> &failing_call_names();
-
-/* While it lives, the calls of one kind fail: the nth (from 1), and with
+/* While it lives, the calls of one name fail, as the C library spells it; a
+ * "timeout" is a select whose time is up. It is the nth (from 1), and with
  * `from_then_on` every later one. nth 0 fails none, and counts. */
 class FailingCall {
 public:
