@@ -10,6 +10,7 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "simulator/answers.h"
 #include "simulator/commands.h"
 #include "simulator/trace.h"
 
@@ -195,11 +196,15 @@ Server::Outgoing Server::respond(const Connection &connection, const Request &re
             delivery.close};
 }
 
-/* What the untouched device answers to the first request of the kind. A refusal
- * concerns its request alone, and is not kept. */
+/* What the untouched device answers to the first request of the kind: with the
+ * same identifiers, and as long. A refusal concerns its request alone, and is
+ * not kept. */
 Bytes Server::prepared_reply(const Request &request)
 {
-    const auto kind = std::make_tuple(request.code, request.tag, request.payload.size());
+    const Bytes &payload = request.payload;
+    const size_t shown = std::min<size_t>(payload.size(), id_request_size);
+    const auto kind = std::make_tuple(request.code, request.tag, payload.size(),
+                                      Bytes(payload.data(), payload.data() + shown));
     const auto known = prepared_.find(kind);
     if (known != prepared_.end()) return known->second;
     Device device = device_;

@@ -68,6 +68,6 @@ private:
     std::string typed_; /* of a line that is not whole yet */
     std::vector<std::unique_ptr<Connection>> connections_;
     unsigned clients_so_far_ = 0;
-    /* By code, tag and length of the request. */
-    std::map<std::tuple<uint32_t, uint32_t, size_t>, Bytes> prepared_;
+    /* By code, tag, length and first bytes of the request. */
+    std::map<std::tuple<uint32_t, uint32_t, size_t, Bytes>, Bytes> prepared_;
 };
