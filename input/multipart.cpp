@@ -279,8 +279,8 @@ bool parse_byte(multipart_parser *parser, char c, size_t index)
 }
 
 /* Skips request headers in front of the body. There are none when it begins
- * with its delimiter, or the part of it that the chunk can hold. Returns false
- * when they have no end. */
+ * with its delimiter, or as much of it as the chunk can hold. Returns false when
+ * they have no end. */
 bool skip_request_headers(const multipart_parser *parser, const char **data, size_t *length)
 {
     const char *delimiter_line = parser->delimiter + 2;

@@ -1,4 +1,4 @@
-/* What the parts of the hosting layer share. */
+/* Shared within the hosting layer. */
 #pragma once
 
 #include <cstddef>
