@@ -37,8 +37,7 @@ constexpr Growth srt_growths[] = {
 
 double running_seconds(const Channel &channel)
 {
-    const Clock::duration ran = channel.running ? Clock::now() - channel.started : channel.ran;
-    return std::chrono::duration<double>(ran).count();
+    return channel.running ? seconds_since(channel.started) : channel.ran;
 }
 
 void run(Channel &channel)
@@ -49,8 +48,8 @@ void run(Channel &channel)
 
 void halt(Channel &channel)
 {
+    channel.ran = running_seconds(channel);
     channel.running = false;
-    channel.ran = Clock::now() - channel.started;
 }
 
 void set_info_texts(RecordBytes &info, double seconds, int32_t encryption)
@@ -65,21 +64,21 @@ void set_info_texts(RecordBytes &info, double seconds, int32_t encryption)
 }
 
 /* Counts stay when the channel stops; all else is 0 then. */
-Bytes stats_report(const Device &device, const Record &record, std::span<const Swing> swings,
-                   std::span<const Growth> growths)
+RecordBytes stats(const Channel &channel, const Record &record, std::span<const Swing> swings,
+                  std::span<const Growth> growths)
 {
-    const double seconds = running_seconds(device.channel);
+    const double seconds = running_seconds(channel);
     RecordBytes report = new_record(record);
     set_growths(report, growths, seconds);
-    if (device.channel.running) set_swings(report, swings, seconds);
-    return report.bytes;
+    if (channel.running) set_swings(report, swings, seconds);
+    return report;
 }
 
 } // namespace
 
 Reply select_stream(Device &device, const Request &request)
 {
-    const int32_t id = requested_id(request);
+    const int32_t id = *requested_id(request);
     if (!find_item(device.streams, id)) return no_such_item(id);
     if (device.channel.running && device.channel.selected != id) run(device.channel);
     device.channel.selected = id;
@@ -111,7 +110,7 @@ Reply stop_talkback(Device &device, const Request &)
     return success();
 }
 
-Bytes channel_report(const Device &device)
+Reply read_channel(Device &device, const Request &)
 {
     RecordBytes report = new_record(channel_record);
     set_number(report, "id", device.channel.selected);
@@ -123,35 +122,33 @@ Bytes channel_report(const Device &device)
     copy_shared_fields(report, setting(device, decoder_talkback_record)); /* talkbackOption */
     set_number(report, "isTalkback", device.channel.talkback);
     if (device.channel.running) {
-        set_number(report, "audioCodec", 1);
-        set_text(report, "resolution", "1920x1080p50");
-        set_number(report, "isKlv", true);
+        set_texts(report, "audioCodec=1; resolution=1920x1080p50; isKlv=true");
     }
-    return report.bytes;
+    return success(report.bytes);
 }
 
-Bytes channel_info_report(const Device &device)
+Reply read_channel_info(Device &device, const Request &)
 {
     const RecordBytes *stream = find_item(device.streams, device.channel.selected);
-    if (!device.channel.running || !stream) return new_record(channel_info_record).bytes;
+    RecordBytes report = new_record(channel_info_record);
+    if (!device.channel.running || !stream) return success(report.bytes);
     const double seconds = running_seconds(device.channel);
-    RecordBytes report = new_record(channel_info_record, decoded);
+    set_texts(report, decoded);
     set_swings(report, info_swings, seconds);
     set_info_texts(report, seconds, get_int(*stream, "aesEncryption"));
-    return report.bytes;
+    return success(report.bytes);
 }
 
-Bytes zixi_stats_report(const Device &device)
+Reply read_zixi_stats(Device &device, const Request &)
 {
-    return stats_report(device, zixi_stats_record, zixi_swings, zixi_growths);
+    return success(stats(device.channel, zixi_stats_record, zixi_swings, zixi_growths).bytes);
 }
 
-Bytes srt_stats_report(const Device &device)
+Reply read_srt_stats(Device &device, const Request &)
 {
-    RecordBytes report = {&srt_stats_record,
-                          stats_report(device, srt_stats_record, srt_swings, srt_growths)};
+    RecordBytes report = stats(device.channel, srt_stats_record, srt_swings, srt_growths);
     set_number(report, "mtu", 1500);
-    return report.bytes;
+    return success(report.bytes);
 }
 
 void select_first_stream(Device &device)

@@ -6,17 +6,16 @@
 #include "handlers/admin/records.h"
 #include "handlers/status/records.h"
 #include "simulator/answers.h"
-#include "simulator/commands.h"
-#include "simulator/defaults.h"
+#include "simulator/examples.h"
 #include "simulator/format.h"
 
 namespace {
 
 /* Counts a change when a report is no longer the known one. */
-void count_if_new(Device &device, Bytes &known, Bytes report, const char *counter)
+void count_if_new(Device &device, Bytes &known, const Reply &report, const char *counter)
 {
-    if (report == known) return;
-    known = std::move(report);
+    if (report.record == known) return;
+    known = report.record;
     count_change(device, counter);
 }
 
@@ -29,10 +28,7 @@ Device factory_device(const DeviceOptions &options)
     device.started = Clock::now();
     device.password = "admin";
     device.counters = new_record(records::changes_record);
-    for (const SettingsRow &row : settings_table()) {
-        device.settings[row.record] = new_record(*row.record, row.defaults);
-    }
-    set_text(setting(device, records::general_info_record), "software", options.software);
+    reset_settings(device);
     add_examples(device);
     select_first_stream(device);
     settle(device);
@@ -54,8 +50,8 @@ void settle(Device &device)
     RecordBytes &date_time = setting(device, records::sysdatetime_record);
     set_text(date_time, "date", clock_text(device).substr(0, 10));
     set_text(date_time, "time", clock_text(device).substr(11));
-    count_if_new(device, device.known_ports, ports_report(device), "portsInfo");
-    count_if_new(device, device.known_channel, channel_report(device), "channelInfo");
+    count_if_new(device, device.known_ports, read_ports(device, {}), "portsInfo");
+    count_if_new(device, device.known_channel, read_channel(device, {}), "channelInfo");
 }
 
 void count_change(Device &device, const char *counter)
@@ -68,22 +64,12 @@ RecordBytes &setting(Device &device, const Record &record)
     return device.settings.at(&record);
 }
 
-const RecordBytes &setting(const Device &device, const Record &record)
-{
-    return device.settings.at(&record);
-}
-
-const RecordBytes *find_item(const ItemList &list, int32_t id)
+RecordBytes *find_item(ItemList &list, int32_t id)
 {
     const auto found =
         std::find_if(list.items.begin(), list.items.end(),
                      [&](const RecordBytes &item) { return get_int(item, "id") == id; });
     return found == list.items.end() ? nullptr : &*found;
-}
-
-RecordBytes *find_item(ItemList &list, int32_t id)
-{
-    return const_cast<RecordBytes *>(find_item(static_cast<const ItemList &>(list), id));
 }
 
 const RecordBytes &add_item(ItemList &list, RecordBytes item)
@@ -101,4 +87,9 @@ std::string clock_text(const Device &device)
     gmtime_r(&now, &at);
     return format("%04d-%02d-%02d %02d:%02d:%02d", at.tm_year + 1900, at.tm_mon + 1, at.tm_mday,
                   at.tm_hour, at.tm_min, at.tm_sec);
+}
+
+double seconds_since(Clock::time_point start)
+{
+    return std::chrono::duration<double>(Clock::now() - start).count();
 }

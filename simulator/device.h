@@ -28,7 +28,7 @@ struct Channel {
     bool running = false;
     bool talkback = false;
     Clock::time_point started;
-    Clock::duration ran{}; /* once it is stopped: how long it ran */
+    double ran = 0; /* seconds, once it is stopped */
 };
 
 struct Upgrade {
@@ -64,14 +64,14 @@ void settle(Device &device);
 void count_change(Device &device, const char *counter);
 
 RecordBytes &setting(Device &device, const Record &record);
-const RecordBytes &setting(const Device &device, const Record &record);
 
 /* Null when there is none. */
 RecordBytes *find_item(ItemList &list, int32_t id);
-const RecordBytes *find_item(const ItemList &list, int32_t id);
 
 /* Gives the item the next identifier and puts it at the end. */
 const RecordBytes &add_item(ItemList &list, RecordBytes item);
 
 /* The device's clock: "2025-12-31 23:59:59". */
 std::string clock_text(const Device &device);
+
+double seconds_since(Clock::time_point start);

@@ -98,9 +98,8 @@ std::string parse(std::string text, Fault &fault)
 }
 
 /* About the command's own parameters, as long as there are some. */
-Complaints made_up_complaints(uint32_t command, uint32_t count)
+Complaints made_up_complaints(const Record *record, uint32_t count)
 {
-    const Record *record = request_record(command);
     Complaints complaints;
     for (uint32_t i = 0; i < std::min(count, most_complaints); ++i) {
         const bool has_key = record && i < leaves(*record).size();
@@ -115,25 +114,6 @@ void shorten(ReplyMessage &message)
 {
     message.cut = 1;
     if (message.data_len > 0) --message.data_len;
-}
-
-void bend(Delivery &delivery, const Fault &fault)
-{
-    ReplyMessage &message = delivery.message;
-    switch (fault.kind) {
-        case FaultKind::Delay: delivery.delay += std::chrono::milliseconds(fault.number); break;
-        case FaultKind::Refuse: break;
-        case FaultKind::WrongEcho: ++message.command; break;
-        case FaultKind::WrongType: ++message.type; break;
-        case FaultKind::BadChecksum: message.checksum_error = 1; break;
-        case FaultKind::ShortPayload: message.half_sent = true; break;
-        case FaultKind::ShortRecord: shorten(message); break;
-        case FaultKind::Oversize:
-            message.record.resize(std::max<size_t>(message.record.size(), fault.number));
-            break;
-        case FaultKind::Silence: delivery.silent = true; break;
-        case FaultKind::Close: delivery.close = true; break;
-    }
 }
 
 } // namespace
@@ -182,20 +162,36 @@ std::string FaultList::control(const std::string &line)
 
 std::optional<Reply> requested_refusal(const std::vector<Fault> &faults, uint32_t command)
 {
+    using namespace records;
+    const Record *record = request_record(command);
+    const bool takes_file =
+        record == &package_request_record || record == &certificate_request_record;
     for (const Fault &fault : faults) {
         if (fault.kind != FaultKind::Refuse) continue;
-        const Record *record = request_record(command);
-        const bool takes_file = record == &records::package_request_record ||
-                                record == &records::certificate_request_record;
         if (takes_file) return refuse_file("This file is refused on request.");
-        return refusal(made_up_complaints(command, fault.number));
+        return refusal(made_up_complaints(record, fault.number));
     }
     return {};
 }
 
-void bend(Delivery &delivery, const std::vector<Fault> &faults)
+void bend(ReplyMessage &message, const std::vector<Fault> &faults)
 {
-    for (const Fault &fault : faults) bend(delivery, fault);
+    for (const Fault &fault : faults) {
+        switch (fault.kind) {
+            case FaultKind::Delay: message.delay += std::chrono::milliseconds(fault.number); break;
+            case FaultKind::Refuse: break;
+            case FaultKind::WrongEcho: ++message.command; break;
+            case FaultKind::WrongType: ++message.type; break;
+            case FaultKind::BadChecksum: message.checksum_error = 1; break;
+            case FaultKind::ShortPayload: message.half_sent = true; break;
+            case FaultKind::ShortRecord: shorten(message); break;
+            case FaultKind::Oversize:
+                message.record.resize(std::max<size_t>(message.record.size(), fault.number));
+                break;
+            case FaultKind::Silence: message.silent = true; break;
+            case FaultKind::Close: message.close = true; break;
+        }
+    }
 }
 
 std::string faults_help()
@@ -203,10 +199,10 @@ std::string faults_help()
     std::string help =
         "A FAULT is one of these, then @COMMAND to limit it to a command (CMD_UPTIME_GET,\n"
         "or 52), then *COUNT to limit how often it happens, as in delay=2000@CMD_UPTIME_GET*3:\n";
-    for (const KindRow &row : kinds) {
-        std::string form = row.name;
-        if (row.number) form += format(row.default_number ? "[=%s]" : "=%s", row.number);
-        help += format("  %-22s %s\n", form.c_str(), row.help);
+    for (const KindRow &kind : kinds) {
+        std::string form = kind.name;
+        if (kind.number) form += format(kind.default_number ? "[=%s]" : "=%s", kind.number);
+        help += format("  %-22s %s\n", form.c_str(), kind.help);
     }
     return help;
 }

@@ -1,24 +1,16 @@
 /* Faults on request: what can go wrong between a daemon and its client. */
 #pragma once
 
-#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "simulator/protocol.h"
 
-/* A reply on its way, with what faults make of it. */
-struct Delivery {
-    ReplyMessage message;
-    std::chrono::milliseconds delay{};
-    bool silent = false; /* nothing is sent */
-    bool close = false;  /* the connection ends, instead of the reply */
-};
-
+/* To refuse takes the command's place; the others bend its reply. */
 enum class FaultKind {
     Delay,
-    Refuse, /* takes the command's place */
+    Refuse,
     WrongEcho,
     WrongType,
     BadChecksum,
@@ -61,6 +53,6 @@ private:
 /* The refusal that takes the command's place, if one of the faults is that. */
 std::optional<Reply> requested_refusal(const std::vector<Fault> &faults, uint32_t command);
 
-void bend(Delivery &delivery, const std::vector<Fault> &faults);
+void bend(ReplyMessage &message, const std::vector<Fault> &faults);
 
 std::string faults_help();

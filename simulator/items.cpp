@@ -3,21 +3,34 @@
 
 #include "handlers/admin/records.h"
 #include "simulator/answers.h"
+#include "simulator/examples.h"
 #include "simulator/format.h"
 #include "simulator/rules.h"
-#include "sysmng/bytes.h"
 
 namespace {
 
 constexpr size_t most_items = 5000; /* what clients are ready to take in one reply */
 
-Bytes all_bytes(const ItemList &list)
+/* Of the two kinds that clients make and delete. */
+struct Kind {
+    ItemList &list;
+    const char *factory; /* what a client leaves out */
+    const char *counter;
+};
+
+Kind kind_of(Device &device, const Record *record)
+{
+    if (record == &records::stream_record) {
+        return {device.streams, stream_defaults, "channelList"};
+    }
+    return {device.configurations, "", "configList"};
+}
+
+Reply all_items(const ItemList &list)
 {
     Bytes bytes;
-    for (const RecordBytes &item : list.items) {
-        bytes.insert(bytes.end(), item.bytes.begin(), item.bytes.end());
-    }
-    return bytes;
+    for (const RecordBytes &item : list.items) append(bytes, item.bytes);
+    return success(bytes);
 }
 
 std::string no_such_id(int32_t id)
@@ -26,79 +39,75 @@ std::string no_such_id(int32_t id)
 }
 
 /* What the client sent, less what is not for clients to set. */
-RecordBytes given_item(const ItemsRow &row, const Request &request)
+RecordBytes given_item(const Request &request)
 {
-    RecordBytes given = record_at(*row.record, request.payload);
-    if (has_field(*row.record, "status")) set_number(given, "status", -1);
+    RecordBytes given = record_at(*request.record, request.payload);
+    if (has_field(*request.record, "status")) set_number(given, "status", -1);
     return given;
 }
 
 } // namespace
-
-int32_t requested_id(const Request &request)
-{
-    return load_i32(request.payload.data());
-}
 
 Reply no_such_item(int32_t id)
 {
     return failure(RESULT_REFUSED, no_such_id(id));
 }
 
-Reply read_items(Device &device, const ItemsRow &row, const Request &request)
+Reply read_items(Device &device, const Request &request)
 {
-    const ItemList &list = device.*row.list;
-    if (request.payload.empty()) return success(all_bytes(list));
-    const RecordBytes *item = find_item(list, requested_id(request));
-    return item ? success(item->bytes) : no_such_item(requested_id(request));
+    ItemList &list = kind_of(device, request.record).list;
+    const std::optional<int32_t> id = requested_id(request);
+    if (!id) return all_items(list);
+    const RecordBytes *item = find_item(list, *id);
+    return item ? success(item->bytes) : no_such_item(*id);
 }
 
-Reply create_item(Device &device, const ItemsRow &row, const Request &request)
+Reply create_item(Device &device, const Request &request)
 {
-    ItemList &list = device.*row.list;
-    const RecordBytes given = given_item(row, request);
+    const Kind kind = kind_of(device, request.record);
+    const RecordBytes given = given_item(request);
     Complaints complaints = check_record(given);
     if (get_text(given, "name").empty()) {
         complaints.push_back({"The name must not be empty.", "name"});
     }
-    if (list.items.size() >= most_items) complaints.push_back({"The list is full.", "id"});
+    if (kind.list.items.size() >= most_items) complaints.push_back({"The list is full.", "id"});
     if (!complaints.empty()) return refusal(complaints);
 
-    RecordBytes item = new_record(*row.record, row.defaults);
+    RecordBytes item = new_record(*request.record, kind.factory);
     merge(item, given);
-    if (has_field(*row.record, "created") && get_text(item, "created").empty()) {
+    if (has_field(*request.record, "created") && get_text(item, "created").empty()) {
         set_text(item, "created", clock_text(device));
     }
-    count_change(device, row.counter);
-    return success(add_item(list, item).bytes);
+    count_change(device, kind.counter);
+    return success(add_item(kind.list, item).bytes);
 }
 
-Reply change_item(Device &device, const ItemsRow &row, const Request &request)
+Reply change_item(Device &device, const Request &request)
 {
-    const RecordBytes given = given_item(row, request);
-    RecordBytes *item = find_item(device.*row.list, get_int(given, "id"));
+    const Kind kind = kind_of(device, request.record);
+    const RecordBytes given = given_item(request);
+    RecordBytes *item = find_item(kind.list, get_int(given, "id"));
     Complaints complaints = check_record(given);
     if (!item) complaints.push_back({no_such_id(get_int(given, "id")), "id"});
     if (!complaints.empty()) return refusal(complaints);
     merge(*item, given);
-    count_change(device, row.counter);
+    count_change(device, kind.counter);
     return success();
 }
 
-Reply remove_item(Device &device, const ItemsRow &row, const Request &request)
+Reply remove_item(Device &device, const Request &request)
 {
-    std::vector<RecordBytes> &items = (device.*row.list).items;
-    const int32_t id = requested_id(request);
-    const size_t removed =
-        std::erase_if(items, [&](const RecordBytes &item) { return get_int(item, "id") == id; });
-    if (removed == 0) return no_such_item(id);
-    count_change(device, row.counter);
+    const Kind kind = kind_of(device, request.record);
+    const int32_t id = *requested_id(request);
+    const auto is_it = [&](const RecordBytes &item) { return get_int(item, "id") == id; };
+    if (std::erase_if(kind.list.items, is_it) == 0) return no_such_item(id);
+    count_change(device, kind.counter);
     return success();
 }
 
 Reply activate_configuration(Device &device, const Request &request)
 {
-    const int32_t id = requested_id(request);
+    const int32_t id = *requested_id(request);
     if (!find_item(device.configurations, id)) return no_such_item(id);
     count_change(device, "configList");
     return success();
@@ -107,12 +116,11 @@ Reply activate_configuration(Device &device, const Request &request)
 /* All of the request, or none of it. */
 Reply change_interfaces(Device &device, const Request &request)
 {
-    const Record &record = records::network_interface_record;
     std::vector<RecordBytes> given;
     Complaints complaints;
-    for (size_t at = 0; at < request.payload.size(); at += record.size) {
+    for (size_t at = 0; at < request.payload.size(); at += request.record->size) {
         const int index = static_cast<int>(given.size());
-        given.push_back(record_at(record, request.payload, at));
+        given.push_back(record_at(*request.record, request.payload, at));
         const int32_t id = get_int(given.back(), "id");
         if (!find_item(device.interfaces, id)) {
             complaints.push_back({no_such_id(id), form_parameter("id", index)});
@@ -128,12 +136,12 @@ Reply change_interfaces(Device &device, const Request &request)
     return success();
 }
 
-Bytes interfaces_report(const Device &device)
+Reply read_interfaces(Device &device, const Request &)
 {
-    return all_bytes(device.interfaces);
+    return all_items(device.interfaces);
 }
 
-Bytes sap_streams_report(const Device &device)
+Reply read_sap_streams(Device &device, const Request &)
 {
-    return all_bytes(device.sap_streams);
+    return all_items(device.sap_streams);
 }

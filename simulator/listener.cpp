@@ -70,14 +70,11 @@ Listener::Listener(const std::string &path) : path_(path), fd_(-1)
 Listener::~Listener()
 {
     close(fd_);
-    /* By now, the path may be another daemon's. */
-    struct stat now = {};
-    const bool is_ours =
-        lstat(path_.c_str(), &now) == 0 && now.st_ino == file_.st_ino && now.st_dev == file_.st_dev;
-    if (is_ours) unlink(path_.c_str());
+    struct stat now = {}; /* by now, the path may be another daemon's */
+    if (lstat(path_.c_str(), &now) == 0 && now.st_ino == file_.st_ino) unlink(path_.c_str());
 }
 
 int Listener::accept_client() const
 {
-    return accept4(fd_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    return accept4(fd_, nullptr, nullptr, SOCK_CLOEXEC);
 }

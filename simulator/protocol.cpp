@@ -25,9 +25,21 @@ constexpr const char *names[] = {
 
 } // namespace
 
+std::optional<int32_t> requested_id(const Request &request)
+{
+    const uint8_t *payload = request.payload.data();
+    if (request.payload.size() != 8 || load_u32(payload) != load_u32(payload + 4)) return {};
+    return load_i32(payload);
+}
+
 Reply success(Bytes record)
 {
     return {RESULT_SUCCESS, std::move(record), {}};
+}
+
+Reply failure(uint32_t result, const std::string &reason)
+{
+    return {result, {}, reason};
 }
 
 Reply refusal(const Complaints &complaints)
@@ -37,47 +49,34 @@ Reply refusal(const Complaints &complaints)
         RecordBytes entry = new_record(validation_entry);
         set_text(entry, "message", complaint.message);
         set_text(entry, "property", complaint.property);
-        reply.record.insert(reply.record.end(), entry.bytes.begin(), entry.bytes.end());
+        append(reply.record, entry.bytes);
         if (!reply.reason.empty()) reply.reason += "; ";
         reply.reason += complaint.property + ": " + complaint.message;
     }
     return reply;
 }
 
-Reply failure(uint32_t result, const std::string &reason)
-{
-    return {result, {}, reason};
-}
-
 ReplyMessage message_of(const Request &request, const Reply &reply)
 {
-    return {CMD_ACKNOWLEDGE,
-            request.tag,
-            request.code,
-            reply.result,
-            static_cast<uint32_t>(reply.record.size()),
-            reply.record,
-            0,
-            0,
-            false};
+    const uint32_t data_len = static_cast<uint32_t>(reply.record.size());
+    return {CMD_ACKNOWLEDGE, request.tag, request.code, reply.result, data_len, reply.record};
 }
 
 Bytes encode(const ReplyMessage &message)
 {
-    const size_t whole = SYSMNG_HEADER_LEN + REPLY_PREAMBLE_LEN + message.record.size();
-    Bytes bytes(whole);
+    Bytes bytes(SYSMNG_HEADER_LEN + REPLY_PREAMBLE_LEN);
     uint8_t *payload = bytes.data() + SYSMNG_HEADER_LEN;
     store_u32(payload, message.command);
     store_u32(payload + 4, message.result);
     store_u32(payload + 8, message.data_len);
-    std::copy(message.record.begin(), message.record.end(), payload + REPLY_PREAMBLE_LEN);
-    bytes.resize(whole - message.cut);
+    append(bytes, message.record);
+    bytes.resize(bytes.size() - message.cut);
 
     SysMngHeader header = {};
     store_u32(header.bytes + type_at, message.type);
     store_u32(header.bytes + length_at, static_cast<uint32_t>(bytes.size()));
     store_u32(header.bytes + tag_at, message.tag);
-    SysMngChecksumGenerate(&header, payload);
+    SysMngChecksumGenerate(&header, bytes.data() + SYSMNG_HEADER_LEN);
     uint8_t &checksum = header.bytes[SYSMNG_HEADER_LEN - 1];
     checksum = static_cast<uint8_t>(checksum + message.checksum_error);
     std::copy(std::begin(header.bytes), std::end(header.bytes), bytes.begin());
@@ -99,8 +98,8 @@ Arrival next_request(Bytes &input, Request &request)
     request.tag = load_u32(header.bytes + tag_at);
     request.payload.assign(input.begin() + SYSMNG_HEADER_LEN, end);
     input.erase(input.begin(), end);
-    const bool intact = SysMngChecksumVerify(&header, request.payload.data()) == RET_OK;
-    return intact ? Arrival::Whole : Arrival::Damaged;
+    request.is_damaged = SysMngChecksumVerify(&header, request.payload.data()) != RET_OK;
+    return Arrival::Whole;
 }
 
 std::string command_name(uint32_t code)

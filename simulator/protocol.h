@@ -1,16 +1,22 @@
 /* Requests as they arrive and replies as they leave. */
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "simulator/record_values.h"
 
 struct Request {
-    uint32_t code;
-    uint32_t tag;
+    uint32_t code = 0, tag = 0;
     Bytes payload;
+    bool is_damaged = false;        /* its checksum is wrong */
+    const Record *record = nullptr; /* that the command is about, once that is known */
 };
+
+/* A request for one item is its identifier, twice. */
+std::optional<int32_t> requested_id(const Request &request);
 
 enum Result : uint32_t {
     RESULT_SUCCESS = 1,
@@ -36,13 +42,16 @@ Reply success(Bytes record = {});
 Reply refusal(const Complaints &complaints);
 Reply failure(uint32_t result, const std::string &reason); /* without a list */
 
-/* A reply with all that travels, for faults to bend. */
+/* A reply with all that travels, and how it travels: for faults to bend. */
 struct ReplyMessage {
     uint32_t type, tag, command, result, data_len;
     Bytes record;
-    uint8_t checksum_error; /* added to the right checksum */
-    uint32_t cut;           /* bytes that the payload is shorter, as the header knows */
-    bool half_sent;         /* the header claims a payload of which half leaves */
+    uint8_t checksum_error = 0; /* added to the right checksum */
+    uint32_t cut = 0;           /* bytes off its end, as the lengths know */
+    bool half_sent = false;     /* the header claims a payload of which half leaves */
+    bool silent = false;        /* nothing is sent */
+    bool close = false;         /* the connection ends, instead of the reply */
+    std::chrono::milliseconds delay{};
 };
 
 ReplyMessage message_of(const Request &request, const Reply &reply);
@@ -51,7 +60,6 @@ Bytes encode(const ReplyMessage &message);
 enum class Arrival {
     Incomplete, /* more bytes are needed */
     Whole,
-    Damaged,  /* whole, but the checksum is wrong */
     Senseless /* the length is no message's: where the next begins is unknown */
 };
 

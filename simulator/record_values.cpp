@@ -1,12 +1,12 @@
 #include "simulator/record_values.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <map>
 
-#include "simulator/format.h"
 #include "sysmng/bytes.h"
 
 namespace {
@@ -38,11 +38,9 @@ const Leaf *find_leaf(const Record &record, const std::string &key)
 const Leaf &leaf_of(const Record &record, const std::string &key)
 {
     const Leaf *leaf = find_leaf(record, key);
-    if (!leaf) {
-        fprintf(stderr, "%s has no field %s\n", record.name, key.c_str());
-        abort();
-    }
-    return *leaf;
+    if (leaf) return *leaf;
+    fprintf(stderr, "%s has no field %s\n", record.name, key.c_str());
+    abort();
 }
 
 void store_text(uint8_t *at, uint32_t width, const std::string &text)
@@ -50,12 +48,6 @@ void store_text(uint8_t *at, uint32_t width, const std::string &text)
     const size_t length = std::min<size_t>(text.size(), width - 1);
     std::copy_n(text.begin(), length, at);
     std::fill(at + length, at + width, uint8_t{0});
-}
-
-std::string load_text(const uint8_t *at, uint32_t width)
-{
-    const char *text = reinterpret_cast<const char *>(at);
-    return std::string(text, strnlen(text, width));
 }
 
 void store_flags(uint8_t *at, uint32_t count, std::string digits)
@@ -77,36 +69,19 @@ void store_u64(uint8_t *at, uint64_t value)
     store_u32(at + 4, static_cast<uint32_t>(value >> 32));
 }
 
-void store_float(uint8_t *at, float value)
-{
-    uint32_t bits;
-    static_assert(sizeof(bits) == sizeof(value));
-    memcpy(&bits, &value, sizeof(bits));
-    store_u32(at, bits);
-}
-
 /* Whether a client gave this value. */
-bool is_given(const Leaf &leaf, const uint8_t *at)
+bool is_given(FieldKind kind, const std::string &value)
 {
-    switch (leaf.field->kind) {
-        case FieldKind::Id:
-        case FieldKind::Int32: return load_i32(at) != -1;
-        case FieldKind::Text: return *at != 0;
-        default: return true;
-    }
-}
-
-/* Bytes behind a text's end stay behind. */
-void copy_value(uint8_t *to, const Field &field, const uint8_t *from)
-{
-    if (field.kind == FieldKind::Text) {
-        store_text(to, field.width, load_text(from, field.width));
-    } else {
-        std::copy_n(from, field.width, to);
-    }
+    const bool is_integer = kind == FieldKind::Id || kind == FieldKind::Int32;
+    return is_integer ? value != "-1" : !value.empty();
 }
 
 } // namespace
+
+void append(Bytes &to, const Bytes &bytes)
+{
+    to.insert(to.end(), bytes.begin(), bytes.end());
+}
 
 const std::vector<Leaf> &leaves(const Record &record)
 {
@@ -116,7 +91,7 @@ const std::vector<Leaf> &leaves(const Record &record)
     return all;
 }
 
-RecordBytes new_record(const Record &record, const char *texts)
+RecordBytes new_record(const Record &record, const std::string &texts)
 {
     RecordBytes made = {&record, Bytes(record.size, 0)};
     set_texts(made, texts);
@@ -141,28 +116,31 @@ int32_t get_int(const RecordBytes &from, const std::string &key)
     return leaf.field->kind == FieldKind::Flag ? *at : load_i32(at);
 }
 
-std::string get_text(const RecordBytes &from, const std::string &key)
-{
-    const Leaf &leaf = leaf_of(*from.record, key);
-    const uint8_t *at = from.bytes.data() + leaf.offset;
-    switch (leaf.field->kind) {
-        case FieldKind::Text: return load_text(at, leaf.field->width);
-        case FieldKind::Flag: return *at ? "true" : "false";
-        case FieldKind::Flags:
-        case FieldKind::Matrix: return flags_text(at, leaf.field->width);
-        default: return format("%d", load_i32(at));
-    }
-}
-
 void set_number(RecordBytes &in, const std::string &key, double value)
 {
     const Leaf &leaf = leaf_of(*in.record, key);
     uint8_t *at = in.bytes.data() + leaf.offset;
     switch (leaf.field->kind) {
         case FieldKind::Flag: *at = value != 0 ? 1 : 0; break;
-        case FieldKind::Float32: store_float(at, static_cast<float>(value)); break;
+        case FieldKind::Float32:
+            store_u32(at, std::bit_cast<uint32_t>(static_cast<float>(value)));
+            break;
         case FieldKind::Uint64: store_u64(at, static_cast<uint64_t>(value)); break;
         default: store_i32(at, static_cast<int32_t>(value));
+    }
+}
+
+std::string get_text(const RecordBytes &from, const std::string &key)
+{
+    const Leaf &leaf = leaf_of(*from.record, key);
+    const uint8_t *at = from.bytes.data() + leaf.offset;
+    const char *text = reinterpret_cast<const char *>(at);
+    switch (leaf.field->kind) {
+        case FieldKind::Text: return std::string(text, strnlen(text, leaf.field->width));
+        case FieldKind::Flag: return *at ? "true" : "false";
+        case FieldKind::Flags:
+        case FieldKind::Matrix: return flags_text(at, leaf.field->width);
+        default: return std::to_string(load_i32(at));
     }
 }
 
@@ -192,17 +170,14 @@ void set_texts(RecordBytes &in, const std::string &texts)
 void merge(RecordBytes &stored, const RecordBytes &request)
 {
     for (const Leaf &leaf : leaves(*stored.record)) {
-        const uint8_t *given = request.bytes.data() + leaf.offset;
-        if (!is_given(leaf, given)) continue;
-        copy_value(stored.bytes.data() + leaf.offset, *leaf.field, given);
+        const std::string value = get_text(request, leaf.key);
+        if (is_given(leaf.field->kind, value)) set_text(stored, leaf.key, value);
     }
 }
 
 void copy_shared_fields(RecordBytes &to, const RecordBytes &from)
 {
     for (const Leaf &leaf : leaves(*from.record)) {
-        const Leaf *target = find_leaf(*to.record, leaf.key);
-        if (!target || target->field->width != leaf.field->width) continue;
-        copy_value(to.bytes.data() + target->offset, *leaf.field, from.bytes.data() + leaf.offset);
+        if (has_field(*to.record, leaf.key)) set_text(to, leaf.key, get_text(from, leaf.key));
     }
 }

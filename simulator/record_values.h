@@ -11,6 +11,7 @@
 #include "module/record.h"
 
 using Bytes = std::vector<uint8_t>;
+void append(Bytes &to, const Bytes &bytes);
 
 struct RecordBytes {
     const Record *record;
@@ -28,7 +29,7 @@ struct Leaf {
 const std::vector<Leaf> &leaves(const Record &record);
 
 /* Zeros and empty texts, but for what set_texts makes of `texts`. */
-RecordBytes new_record(const Record &record, const char *texts = "");
+RecordBytes new_record(const Record &record, const std::string &texts = "");
 
 /* The record that begins at `offset`; `bytes` holds it whole. */
 RecordBytes record_at(const Record &record, const Bytes &bytes, size_t offset = 0);
@@ -36,12 +37,12 @@ RecordBytes record_at(const Record &record, const Bytes &bytes, size_t offset = 
 bool has_field(const Record &record, const std::string &key);
 
 int32_t get_int(const RecordBytes &from, const std::string &key); /* an integer or a flag */
-std::string get_text(const RecordBytes &from, const std::string &key);
 void set_number(RecordBytes &in, const std::string &key, double value);
 
-/* Sets any field. An integer is written as a decimal, a flag as true or false,
- * an array or a matrix of flags as a 0 or 1 each, with blanks as one likes. A
- * text that is too long is cut: its field always ends with a NUL. */
+/* Any field of a request but decimals as text. An integer is a decimal, a flag
+ * true or false, an array or a matrix of flags a 0 or 1 each, with blanks as
+ * one likes. A text that is too long is cut: its field always ends with a NUL. */
+std::string get_text(const RecordBytes &from, const std::string &key);
 void set_text(RecordBytes &in, const std::string &key, const std::string &value);
 
 /* Sets the fields of "key=value; key=value". */

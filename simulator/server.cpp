@@ -1,5 +1,6 @@
 #include "simulator/server.h"
 
+#include <poll.h>
 #include <sys/signalfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -8,18 +9,15 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <iterator>
 #include <stdexcept>
+#include <thread>
 
-#include "simulator/answers.h"
 #include "simulator/commands.h"
-#include "simulator/trace.h"
+#include "simulator/format.h"
+#include "simulator/rules.h"
 
 namespace {
-
-constexpr size_t most_connections = 256;
-
-/* For a client that doesn't read its replies, no further ones are made. */
-constexpr size_t most_waiting_replies = 16;
 
 /* SIGINT and SIGTERM wake poll from now on, and kill nothing. */
 int watch_signals()
@@ -36,83 +34,67 @@ int watch_signals()
     return fd;
 }
 
-bool would_block()
+std::string outcome(const Reply &reply)
 {
-    return errno == EAGAIN || errno == EINTR;
+    if (reply.result != RESULT_SUCCESS) return "refused: " + printable(reply.reason);
+    return reply.record.empty() ? "done" : format("done, %zu bytes", reply.record.size());
+}
+
+void print_fields(const Request &request, const Record &record)
+{
+    const size_t count = request.payload.size() / record.size;
+    for (size_t i = 0; i < count; ++i) {
+        const RecordBytes given = record_at(record, request.payload, i * record.size);
+        const int index = count > 1 ? static_cast<int>(i) : no_request_index;
+        for (const Leaf &leaf : leaves(record)) {
+            printf("    %s = %s\n", form_parameter(leaf.key, index).c_str(),
+                   printable(get_text(given, leaf.key)).c_str());
+        }
+    }
 }
 
 } // namespace
 
 Server::Server(const ServerOptions &options, const Device &device, const FaultList &faults)
     : options_(options),
-      device_(device),
-      faults_(faults),
       signals_(watch_signals()),
-      listener_(options.socket_path)
+      listener_(options.socket_path),
+      device_(device),
+      faults_(faults)
 {
 }
 
 Server::~Server()
 {
-    for (const auto &connection : connections_) close(connection->fd);
+    std::unique_lock lock(mutex_);
+    stopping_ = true;
+    stop_.notify_all();
+    for (const int fd : clients_) shutdown(fd, SHUT_RDWR);
+    clients_change_.wait(lock, [this] { return clients_.empty(); });
     close(signals_);
 }
 
 void Server::run()
 {
+    pollfd fds[] = {{signals_, POLLIN, 0}, {listener_.fd(), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     for (;;) {
-        std::vector<pollfd> fds = watched();
-        if (poll(fds.data(), fds.size(), milliseconds_to_next_reply()) < 0) continue;
+        if (!options_.control) fds[2].fd = -1;
+        if (poll(fds, std::size(fds), -1) < 0) continue;
         if (fds[0].revents) return;
-        for (size_t i = 0; i < connections_.size(); ++i) {
-            take_turn(*connections_[i], fds[3 + i].revents);
-        }
-        drop_closed();
-        if (fds[1].revents) accept_clients();
+        if (fds[1].revents) accept_client();
         if (fds[2].revents) read_control();
     }
 }
 
-/* Signals, new clients, control, then the connections in their order. */
-std::vector<pollfd> Server::watched() const
+void Server::accept_client()
 {
-    const bool has_room = connections_.size() < most_connections;
-    std::vector<pollfd> fds = {{signals_, POLLIN, 0},
-                               {has_room ? listener_.fd() : -1, POLLIN, 0},
-                               {options_.control ? STDIN_FILENO : -1, POLLIN, 0}};
-    const Clock::time_point now = Clock::now();
-    for (const auto &connection : connections_) {
-        const auto &output = connection->output;
-        const bool reads = !connection->ended && output.size() < most_waiting_replies;
-        const bool writes = !output.empty() && output.front().due <= now;
-        const int events = (reads ? POLLIN : 0) | (writes ? POLLOUT : 0);
-        fds.push_back({connection->fd, static_cast<short>(events), 0});
-    }
-    return fds;
-}
-
-int Server::milliseconds_to_next_reply() const
-{
-    using std::chrono::milliseconds;
-    milliseconds wait = std::chrono::hours(1);
-    for (const auto &connection : connections_) {
-        if (connection->output.empty()) continue;
-        const Clock::duration left = connection->output.front().due - Clock::now();
-        wait = std::min(wait, std::chrono::ceil<milliseconds>(left));
-    }
-    return static_cast<int>(std::max<milliseconds::rep>(wait.count(), 0));
-}
-
-void Server::accept_clients()
-{
-    while (connections_.size() < most_connections) {
-        const int fd = listener_.accept_client();
-        if (fd < 0) return;
-        connections_.push_back(std::make_unique<Connection>());
-        connections_.back()->fd = fd;
-        connections_.back()->number = ++clients_so_far_;
-        trace_client(options_.verbosity, clients_so_far_, "connected");
-    }
+    const Client client = {listener_.accept_client(), clients_so_far_ + 1};
+    if (client.fd < 0) return;
+    ++clients_so_far_;
+    const std::lock_guard lock(mutex_);
+    trace(client, "connected");
+    std::thread(&Server::serve, this, client).detach(); /* the destructor waits for it */
+    clients_.insert(client.fd);
 }
 
 void Server::read_control()
@@ -120,80 +102,77 @@ void Server::read_control()
     char bytes[1024];
     const ssize_t got = read(STDIN_FILENO, bytes, sizeof(bytes));
     if (got <= 0) {
-        options_.control = got < 0 && would_block();
+        options_.control = got < 0 && (errno == EAGAIN || errno == EINTR);
         return;
     }
     typed_.append(bytes, static_cast<size_t>(got));
+    const std::lock_guard lock(mutex_);
     for (size_t end; (end = typed_.find('\n')) != std::string::npos;) {
         printf("%s", faults_.control(typed_.substr(0, end)).c_str());
         typed_.erase(0, end + 1);
     }
 }
 
-void Server::take_turn(Connection &connection, int events)
+void Server::serve(Client client)
 {
-    if (events & POLLIN) receive(connection);
-    bool more;
-    do {
-        more = serve(connection);
-        send(connection);
-    } while (more && !connection.closed && connection.output.empty());
-    const bool gone = (events & (POLLERR | POLLHUP)) && !(events & POLLIN);
-    const bool finished = connection.ended && connection.output.empty();
-    if (gone || finished) connection.closed = true;
-}
-
-void Server::receive(Connection &connection)
-{
+    Bytes input;
     uint8_t bytes[65536];
-    const ssize_t got = recv(connection.fd, bytes, sizeof(bytes), 0);
-    if (got > 0) {
-        connection.input.insert(connection.input.end(), bytes, bytes + got);
-    } else if (got == 0 || !would_block()) {
-        connection.ended = true;
+    for (ssize_t got; (got = recv(client.fd, bytes, sizeof(bytes), 0)) > 0;) {
+        input.insert(input.end(), bytes, bytes + got);
+        if (!answer_requests(client, input)) break;
     }
+    const std::lock_guard lock(mutex_);
+    trace(client, "gone");
+    close(client.fd);
+    clients_.erase(client.fd);
+    clients_change_.notify_all();
 }
 
-/* Answers the requests that have arrived whole. False when no more are there;
- * true when too many replies are waiting to go on. */
-bool Server::serve(Connection &connection)
+/* Those that have arrived whole. False when the connection is over. */
+bool Server::answer_requests(Client client, Bytes &input)
 {
-    while (connection.output.size() < most_waiting_replies) {
+    for (;;) {
         Request request;
-        switch (next_request(connection.input, request)) {
-            case Arrival::Incomplete: return false;
-            case Arrival::Whole: connection.output.push_back(respond(connection, request)); break;
-            case Arrival::Damaged: {
-                const Reply reply = failure(RESULT_DAMAGED_REQUEST, "its checksum is wrong");
-                trace_exchange(options_.verbosity, connection.number, request, reply, {});
-                connection.output.push_back({encode(message_of(request, reply)), {}});
-                break;
-            }
+        switch (next_request(input, request)) {
+            case Arrival::Incomplete: return true;
+            case Arrival::Whole: break;
             case Arrival::Senseless:
-                trace_client(options_.verbosity, connection.number,
-                             "closed, its request has an impossible length");
-                connection.closed = true;
+                const std::lock_guard lock(mutex_);
+                trace(client, "closed, its request has an impossible length");
                 return false;
         }
+        if (!deliver(client, respond(client, request))) return false;
     }
-    return true;
 }
 
-Server::Outgoing Server::respond(const Connection &connection, const Request &request)
+bool Server::deliver(Client client, const Delivery &delivery)
 {
-    if (options_.fast && faults_.empty()) return {prepared_reply(request), {}};
+    if (delivery.delay.count() > 0) {
+        std::unique_lock lock(mutex_);
+        stop_.wait_for(lock, delivery.delay, [this] { return stopping_; });
+    }
+    const Bytes &bytes = delivery.bytes;
+    for (size_t sent = 0; sent < bytes.size();) {
+        const ssize_t n = send(client.fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (n < 0) return false;
+        sent += static_cast<size_t>(n);
+    }
+    return !delivery.close;
+}
+
+Server::Delivery Server::respond(Client client, const Request &request)
+{
+    const std::lock_guard lock(mutex_);
+    if (options_.fast && faults_.empty()) return {prepared_reply(request)};
 
     const std::vector<Fault> faults = faults_.take(request.code);
     const std::optional<Reply> refused = requested_refusal(faults, request.code);
     const Reply reply = refused ? *refused : answer(device_, request);
-    trace_exchange(options_.verbosity, connection.number, request, reply, faults);
-
-    Delivery delivery;
-    delivery.message = message_of(request, reply);
-    bend(delivery, faults);
-    const bool is_sent = !delivery.silent && !delivery.close;
-    return {is_sent ? encode(delivery.message) : Bytes(), Clock::now() + delivery.delay,
-            delivery.close};
+    trace(client, request, reply, faults);
+    ReplyMessage message = message_of(request, reply);
+    bend(message, faults);
+    const bool is_sent = !message.silent && !message.close;
+    return {is_sent ? encode(message) : Bytes(), message.delay, message.close};
 }
 
 /* What the untouched device answers to the first request of the kind: with the
@@ -202,7 +181,7 @@ Server::Outgoing Server::respond(const Connection &connection, const Request &re
 Bytes Server::prepared_reply(const Request &request)
 {
     const Bytes &payload = request.payload;
-    const size_t shown = std::min<size_t>(payload.size(), id_request_size);
+    const size_t shown = std::min<size_t>(payload.size(), 8);
     const auto kind = std::make_tuple(request.code, request.tag, payload.size(),
                                       Bytes(payload.data(), payload.data() + shown));
     const auto known = prepared_.find(kind);
@@ -214,32 +193,21 @@ Bytes Server::prepared_reply(const Request &request)
     return message;
 }
 
-void Server::send(Connection &connection)
+void Server::trace(Client client, const std::string &what) const
 {
-    auto &output = connection.output;
-    while (!connection.closed && !output.empty() && output.front().due <= Clock::now()) {
-        const Outgoing &first = output.front();
-        const uint8_t *rest = first.bytes.data() + connection.sent;
-        const size_t left = first.bytes.size() - connection.sent;
-        const ssize_t sent = left > 0 ? ::send(connection.fd, rest, left, MSG_NOSIGNAL) : 0;
-        if (sent < 0) {
-            connection.closed = !would_block();
-            return;
-        }
-        connection.sent += static_cast<size_t>(sent);
-        if (connection.sent < first.bytes.size()) return;
-        connection.closed = first.close;
-        connection.sent = 0;
-        output.pop_front();
-    }
+    if (options_.verbosity > 0) printf("client %u: %s\n", client.number, what.c_str());
 }
 
-void Server::drop_closed()
+void Server::trace(Client client, const Request &request, const Reply &reply,
+                   const std::vector<Fault> &faults) const
 {
-    std::erase_if(connections_, [&](const std::unique_ptr<Connection> &connection) {
-        if (!connection->closed) return false;
-        close(connection->fd);
-        trace_client(options_.verbosity, connection->number, "gone");
-        return true;
-    });
+    if (options_.verbosity == 0) return;
+    const Record *record = request_record(request.code);
+    const std::optional<int32_t> id = requested_id(request);
+    std::string line = command_name(request.code);
+    if (id && !record) line += " " + std::to_string(*id);
+    line += ": " + outcome(reply);
+    for (const Fault &fault : faults) line += " [fault " + fault.text + "]";
+    trace(client, line);
+    if (options_.verbosity > 1 && record) print_fields(request, *record);
 }

@@ -1,11 +1,11 @@
-/* Serves clients until a signal ends it. */
+/* Serves clients until a signal ends it: each on a thread of its own, so that a
+ * reply that is kept back keeps nobody else waiting. */
 #pragma once
 
-#include <poll.h>
-
-#include <deque>
+#include <condition_variable>
 #include <map>
-#include <memory>
+#include <mutex>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -16,7 +16,7 @@
 
 struct ServerOptions {
     std::string socket_path = "/tmp/sysmng_web_plugin.socket";
-    int verbosity = 0;
+    int verbosity = 0;    /* 1: a line for every command; 2: its request's fields, too */
     bool control = false; /* faults are typed on standard input */
     bool fast = false;    /* prepared replies: no state, and nothing is printed */
 };
@@ -33,41 +33,39 @@ public:
     void run();
 
 private:
-    struct Outgoing {
-        Bytes bytes;
-        Clock::time_point due;
-        bool close = false; /* the connection ends behind it */
-    };
-    struct Connection {
+    struct Client {
         int fd;
         unsigned number;
-        Bytes input;
-        std::deque<Outgoing> output;
-        size_t sent = 0;    /* bytes of the first in `output` */
-        bool ended = false; /* the client sends no more */
-        bool closed = false;
+    };
+    struct Delivery {
+        Bytes bytes; /* of a reply; empty: silence */
+        std::chrono::milliseconds delay{};
+        bool close = false; /* the connection ends, instead of the reply */
     };
 
-    std::vector<pollfd> watched() const;
-    int milliseconds_to_next_reply() const;
-    void accept_clients();
+    void accept_client();
     void read_control();
-    void take_turn(Connection &connection, int events);
-    void receive(Connection &connection);
-    bool serve(Connection &connection);
-    Outgoing respond(const Connection &connection, const Request &request);
+    void serve(Client client);
+    bool answer_requests(Client client, Bytes &input);
+    bool deliver(Client client, const Delivery &delivery);
+    Delivery respond(Client client, const Request &request);
     Bytes prepared_reply(const Request &request);
-    void send(Connection &connection);
-    void drop_closed();
+    void trace(Client client, const std::string &what) const;
+    void trace(Client client, const Request &request, const Reply &reply,
+               const std::vector<Fault> &faults) const;
 
     ServerOptions options_;
-    Device device_;
-    FaultList faults_;
+    std::string typed_; /* of a line that is not whole yet */
+    unsigned clients_so_far_ = 0;
     int signals_; /* watched before there is a socket file to clean up */
     Listener listener_;
-    std::string typed_; /* of a line that is not whole yet */
-    std::vector<std::unique_ptr<Connection>> connections_;
-    unsigned clients_so_far_ = 0;
+
+    std::mutex mutex_; /* guards all below, and what is printed */
+    std::condition_variable clients_change_, stop_;
+    bool stopping_ = false;
+    std::set<int> clients_; /* descriptors */
+    Device device_;
+    FaultList faults_;
     /* By code, tag, length and first bytes of the request. */
     std::map<std::tuple<uint32_t, uint32_t, size_t, Bytes>, Bytes> prepared_;
 };

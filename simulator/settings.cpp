@@ -1,5 +1,7 @@
 /* Settings: records of which the device has just one. */
+#include <algorithm>
 #include <ctime>
+#include <iterator>
 
 #include "handlers/admin/records.h"
 #include "simulator/answers.h"
@@ -7,21 +9,11 @@
 
 using namespace records;
 
-Reply read_setting(Device &device, const SettingsRow &row)
-{
-    return success(setting(device, *row.record).bytes);
-}
+namespace {
 
-Reply write_setting(Device &device, const SettingsRow &row, const Request &request)
-{
-    RecordBytes given = record_at(*row.record, request.payload);
-    Complaints complaints = check_record(given);
-    if (row.effect) row.effect(device, given, complaints);
-    if (!complaints.empty()) return refusal(complaints);
-    merge(setting(device, *row.record), given);
-    if (row.counter) count_change(device, row.counter);
-    return success();
-}
+/* What else a new setting brings about. Called with the complaints that there
+ * are already; it acts only when nothing at all is to be complained of. */
+using Effect = void(Device &device, RecordBytes &given, Complaints &complaints);
 
 /* The passwords leave the record: nobody can read them back. */
 void change_password(Device &device, RecordBytes &given, Complaints &complaints)
@@ -58,19 +50,85 @@ void set_clock(Device &device, RecordBytes &given, Complaints &complaints)
     device.clock_offset = system_clock::from_time_t(timegm(&at)) - system_clock::now();
 }
 
-Bytes decoder_summary_report(const Device &device)
+struct Setting {
+    const Record *record;
+    const char *counter; /* of changes; null: none */
+    const char *factory; /* what is not named is 0, off or empty */
+    Effect *effect = nullptr;
+};
+
+constexpr Setting settings[] = {
+    {&decoder_video_record, "decoderParameters",
+     "outputResolution=4; isPrimarySdi1=true; isHdmi=true; hdmiMode=1; outputResolution2=2; "
+     "isSecondarySdi2=true; aspectRatio=1; aspectRatio2=1"},
+    {&decoder_audio_record, "decoderParameters",
+     "sdiHdmiOutput=1000 0100 0010 0001; digitalOutput=1; aesOutput1=1000; aesOutput2=0100; "
+     "analogOutput=1100; volumeUnbalanced=80; volumeBalanced=80"},
+    {&decoder_configuration_record, "decoderParameters",
+     "clockSource=1; decoderBuffer=200; endToEndLatency=400; isEnhancedErrorConcealment=true; "
+     "isStreamLossBanner=true; decoderStopImage=1"},
+    {&decoder_vbianc_record, "decoderParameters",
+     "closedCaptioning=1; timecode=1; afd=1; afdValue=8; lineInsertionAuto=true; "
+     "lineInsertionVitc=14; lineInsertionCea708608=11; lineInsertionAfd=12"},
+    {&decoder_talkback_record, "decoderParameters",
+     "talkbackOption=1; serverPort=9004; talkbackMicrophoneLevel=60; talkbackMicrophoneGain=12; "
+     "talkbackSpeakerGain=6"},
+    {&sap_record, nullptr, "useDefaultAddressPort=true; ipAddress=224.2.127.254; port=9875"},
+    {&security_record, nullptr,
+     "hostname=decoder-01; bannerText=Authorised users only.; certificateName=default",
+     change_password},
+    {&sysdatetime_record, "datetimeParameters",
+     "useNtp=true; ntpServerAddress=pool.ntp.org; ntpSyncPeriod=60; timeZone=UTC; "
+     "daylightSavingStartDate=2025-03-30; daylightSavingStopDate=2025-10-26; "
+     "daylightSavingStartHour=2; daylightSavingStopHour=3",
+     set_clock},
+    {&services_record, nullptr, "discovery=true"},
+    {&general_info_record, nullptr,
+     "systemSerialNumber=DEC-2041-0007; boardSerialNumber=BRD-7719-0153; "
+     "hardware=Video decoder, revision C"},
+};
+
+} // namespace
+
+void reset_settings(Device &device)
+{
+    for (const Setting &row : settings) {
+        device.settings[row.record] = new_record(*row.record, row.factory);
+    }
+    set_text(setting(device, general_info_record), "software", device.options.software);
+}
+
+Reply read_setting(Device &device, const Request &request)
+{
+    return success(setting(device, *request.record).bytes);
+}
+
+Reply write_setting(Device &device, const Request &request)
+{
+    const Setting &row =
+        *std::find_if(std::begin(settings), std::end(settings),
+                      [&](const Setting &s) { return s.record == request.record; });
+    RecordBytes given = record_at(*row.record, request.payload);
+    Complaints complaints = check_record(given);
+    if (row.effect) row.effect(device, given, complaints);
+    if (!complaints.empty()) return refusal(complaints);
+    merge(setting(device, *row.record), given);
+    if (row.counter) count_change(device, row.counter);
+    return success();
+}
+
+Reply read_decoder(Device &device, const Request &)
 {
     Bytes report;
     for (uint32_t i = 0; i < decoder_summary_record.count; ++i) {
-        const Bytes &group = setting(device, *decoder_summary_record.fields[i].record).bytes;
-        report.insert(report.end(), group.begin(), group.end());
+        append(report, setting(device, *decoder_summary_record.fields[i].record).bytes);
     }
-    return report;
+    return success(report);
 }
 
-Bytes notice_report(const Device &device)
+Reply read_notice(Device &device, const Request &)
 {
     RecordBytes report = new_record(notice_record);
     copy_shared_fields(report, setting(device, security_record));
-    return report.bytes;
+    return success(report.bytes);
 }

@@ -25,7 +25,7 @@ Reply reset_to_factory(Device &device, const Request &)
     return success();
 }
 
-Bytes uptime_report(const Device &device)
+Reply read_uptime(Device &device, const Request &)
 {
     static constexpr Swing swings[] = {{"temperatureC", 41, 47, 90}, {"fansRPM", 2850, 3300, 60}};
     const double seconds = seconds_since(device.started);
@@ -36,44 +36,41 @@ Bytes uptime_report(const Device &device)
              format("%u days %02u:%02u:%02u", whole / 86400, whole / 3600 % 24, whole / 60 % 60,
                     whole % 60));
     set_swings(report, swings, seconds);
-    return report.bytes;
+    return success(report.bytes);
 }
 
-Bytes changes_report(const Device &device)
+Reply read_changes(Device &device, const Request &)
 {
-    return device.counters.bytes;
+    return success(device.counters.bytes);
 }
 
-Bytes ports_report(const Device &device)
+Reply read_ports(Device &device, const Request &)
 {
     const RecordBytes &video = setting(device, decoder_video_record);
     const auto is_output = [&](const char *key) {
         return device.channel.running && get_int(video, key);
     };
-    RecordBytes report = new_record(ports_record);
-    set_number(report, "ethernet1", true);
+    RecordBytes report = new_record(ports_record, "ethernet1=1; serialAudioGenLock=1; power=1");
     set_number(report, "ethernet2", device.options.interfaces > 1);
-    set_number(report, "serialAudioGenLock", true);
     set_number(report, "cvbs", is_output("isComposite"));
     set_number(report, "hdmi", is_output("isHdmi"));
     set_number(report, "sdi1", is_output("isPrimarySdi1"));
     set_number(report, "sdi2", is_output("isPrimarySdi2") || is_output("isSecondarySdi2"));
-    set_number(report, "power", true);
-    return report.bytes;
+    return success(report.bytes);
 }
 
-Bytes leds_report(const Device &device)
+Reply read_leds(Device &device, const Request &)
 {
     const RecordBytes &configuration = setting(device, decoder_configuration_record);
     RecordBytes report = new_record(leds_record);
     set_number(report, "ntp", get_int(setting(device, sysdatetime_record), "useNtp"));
     set_number(report, "genlock", get_int(configuration, "clockSource") == 1);
     set_number(report, "talkback", device.channel.talkback);
-    return report.bytes;
+    return success(report.bytes);
 }
 
 /* In MiB. */
-Bytes freespace_report(const Device &)
+Reply read_freespace(Device &, const Request &)
 {
     RecordBytes report = new_record(freespace_record);
     struct statvfs disk = {};
@@ -82,5 +79,5 @@ Bytes freespace_report(const Device &)
             static_cast<double>(disk.f_bavail) * static_cast<double>(disk.f_frsize);
         set_number(report, "tmp", std::min(bytes / 1048576, double{INT32_MAX}));
     }
-    return report.bytes;
+    return success(report.bytes);
 }

@@ -1,17 +1,14 @@
 /* Files that the device installs: firmware packages and certificates. */
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 
 #include "handlers/admin/records.h"
 #include "simulator/answers.h"
 #include "simulator/format.h"
-#include "simulator/moving.h"
 
 namespace {
 
@@ -36,29 +33,23 @@ int percent_done(const Device &device)
 /* What is against installing the file; empty when nothing is. */
 std::string objection(const std::string &path)
 {
-    if (path.empty()) return "No file was given.";
-    const int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return format("The file %s can't be read: %s.", path.c_str(), strerror(errno));
-
     struct stat status = {};
-    char begin[3] = {};
-    const bool is_file = fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
-    const ssize_t got = is_file ? read(fd, begin, sizeof(begin)) : -1;
-    close(fd);
-    if (got < 0) return format("%s is not a file that can be read.", path.c_str());
-    return memcmp(begin, "BAD", sizeof(begin)) == 0 ? "The file is damaged." : "";
+    if (path.empty()) return "No file was given.";
+    if (stat(path.c_str(), &status) < 0) {
+        return format("The file %s can't be read: %s.", path.c_str(), strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) return path + " is not a file that can be read.";
+    std::string begin(3, '\0');
+    std::ifstream(path).read(begin.data(), 3);
+    return begin == "BAD" ? "The file is damaged." : "";
 }
 
 /* "2.4.1" becomes "2.4.2". */
 std::string next_version(const std::string &version)
 {
-    constexpr const char *digits = "0123456789";
-    const size_t last = version.find_last_of(digits);
-    if (last == std::string::npos) return version + ".1";
-    const size_t before = version.find_last_not_of(digits, last);
-    const size_t begin = before == std::string::npos ? 0 : before + 1;
+    const size_t begin = version.find_last_not_of("0123456789") + 1; /* of the last number */
     const unsigned long number = strtoul(version.c_str() + begin, nullptr, 10);
-    return version.substr(0, begin) + std::to_string(number + 1) + version.substr(last + 1);
+    return version.substr(0, begin) + std::to_string(number + 1);
 }
 
 std::string base_name(const std::string &path)
@@ -83,8 +74,7 @@ Reply refuse_file(const std::string &reason)
 
 Reply start_upgrade(Device &device, const Request &request)
 {
-    const RecordBytes given = record_at(package_request_record, request.payload);
-    const std::string path = get_text(given, "packageName");
+    const std::string path = get_text(record_at(*request.record, request.payload), "packageName");
     if (device.upgrade.state == Upgrade::Running) {
         return refuse_file("An upgrade is already going on.");
     }
@@ -96,8 +86,8 @@ Reply start_upgrade(Device &device, const Request &request)
 
 Reply install_certificate(Device &device, const Request &request)
 {
-    const RecordBytes given = record_at(certificate_request_record, request.payload);
-    const std::string path = get_text(given, "certificateName");
+    const std::string path =
+        get_text(record_at(*request.record, request.payload), "certificateName");
     const std::string reason = objection(path);
     if (!reason.empty()) return refuse_file(reason);
     set_text(setting(device, security_record), "certificateName", base_name(path));
@@ -110,20 +100,18 @@ Reply use_default_certificate(Device &device, const Request &)
     return success();
 }
 
-Bytes upgrade_report(const Device &device)
+Reply read_upgrade(Device &device, const Request &)
 {
-    RecordBytes report = new_record(upgrade_status_record);
+    const bool has_begun = device.upgrade.state != Upgrade::None;
+    const int percent = has_begun ? percent_done(device) : 0;
+    RecordBytes report = new_record(upgrade_status_record, "stage=Idle");
     set_number(report, "status", device.upgrade.state);
-    if (device.upgrade.state == Upgrade::None) {
-        set_text(report, "stage", "Idle");
-        return report.bytes;
-    }
-    const int percent = percent_done(device);
     set_number(report, "percent", percent);
     for (const Stage &stage : stages) {
-        if (percent >= stage.from_percent) set_text(report, "stage", stage.name);
+        const bool is_reached = has_begun && percent >= stage.from_percent;
+        if (is_reached) set_text(report, "stage", stage.name);
     }
-    return report.bytes;
+    return success(report.bytes);
 }
 
 void finish_upgrade(Device &device)

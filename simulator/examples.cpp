@@ -1,4 +1,4 @@
-#include "simulator/defaults.h"
+#include "simulator/examples.h"
 
 #include <iterator>
 
@@ -31,7 +31,7 @@ RecordBytes example_stream(int number)
 {
     const int count = static_cast<int>(std::size(streams));
     const int round = number / count;
-    RecordBytes stream = new_record(records::stream_record, defaults::stream);
+    RecordBytes stream = new_record(records::stream_record, stream_defaults);
     set_texts(stream, streams[number % count]);
     if (round == 0) return stream;
     set_text(stream, "name", format("%s %d", get_text(stream, "name").c_str(), round + 1));
@@ -41,18 +41,15 @@ RecordBytes example_stream(int number)
 
 RecordBytes example_interface(int number)
 {
-    const bool first = number == 0;
+    const char *first = number == 0 ? "true" : "false";
     const int subnet = number + 1;
-    RecordBytes interface = new_record(records::network_interface_record, defaults::interface);
-    set_number(interface, "type", !first);
-    set_text(interface, "ipAddress", format("192.168.%d.20", subnet));
-    set_text(interface, "defaultGateway", format("192.168.%d.1", subnet));
-    set_text(interface, "ip6AutoAddress", format("fd00:%d::20", subnet));
-    set_text(interface, "ip6ManualAddress", format("fd00:%d::1020", subnet));
-    set_number(interface, "isManagementAccess", first);
-    set_number(interface, "isPrimaryDefaultGateway", first);
-    set_text(interface, "hardwareAddress", format("00:1B:44:11:3A:%02X", subnet & 0xFF));
-    return interface;
+    const std::string texts = format(
+        "type=%d; ipAddress=192.168.%d.20; networkMask=255.255.255.0; "
+        "defaultGateway=192.168.%d.1; ip6Type=1; ip6AutoAddress=fd00:%d::20; ip6AutoPrefix=64; "
+        "ip6ManualAddress=fd00:%d::1020; ip6ManualPrefix=64; isManagementAccess=%s; "
+        "isPrimaryDefaultGateway=%s; hardwareAddress=00:1B:44:11:3A:%02X",
+        number > 0, subnet, subnet, subnet, subnet, first, first, subnet);
+    return new_record(records::network_interface_record, texts);
 }
 
 } // namespace
