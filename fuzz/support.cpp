@@ -295,6 +295,7 @@ int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeva
 {
     *timeout = {0, 0};
     if (count > 0) return __real_select(count, read, write, except, timeout);
+    if (daemon_left.empty()) return 0;
     const std::string left = daemon_left;
     const size_t half = left.size() / 2 + left.size() % 2;
     daemon_sends(left.substr(0, half), left.substr(half));
