@@ -1,0 +1,36 @@
+#include "tools/samples.h"
+
+#include "simulator/commands.h"
+#include "simulator/device.h"
+#include "tools/recorder.h"
+
+namespace {
+
+/* The command that reads records of the kind; CMD_ACKNOWLEDGE when none does. */
+uint32_t reading_command(const Record &record)
+{
+    for (size_t i = 0; i < route_count; ++i) {
+        for (const Action &action : routes[i].actions) {
+            const Description read = describe(action);
+            const bool reads =
+                read.pattern == Pattern::ReadRecord || read.pattern == Pattern::ReadList;
+            if (reads && read.record == &record) return read.command;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+std::map<std::string, std::string> sample_values(const Record &record)
+{
+    static Device device = factory_device({});
+    Request request;
+    request.code = reading_command(record);
+    const Bytes reply = answer(device, request).record;
+    if (reply.size() < record.size) return {};
+    const RecordBytes sample = record_at(record, reply);
+    std::map<std::string, std::string> values;
+    for (const Leaf &leaf : leaves(record)) values[leaf.key] = get_text(sample, leaf.key);
+    return values;
+}
