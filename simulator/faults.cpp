@@ -121,7 +121,7 @@ void shorten(ReplyMessage &message)
 std::string FaultList::add(const std::string &text)
 {
     Fault fault;
-    const std::string problem = parse(text, fault);
+    std::string problem = parse(text, fault);
     if (problem.empty()) faults_.push_back(fault);
     return problem;
 }

@@ -89,7 +89,7 @@ Reply change_item(Device &device, const Request &request)
     RecordBytes *item = find_item(kind.list, get_int(given, "id"));
     Complaints complaints = check_record(given);
     if (!item) complaints.push_back({no_such_id(get_int(given, "id")), "id"});
-    if (!complaints.empty()) return refusal(complaints);
+    if (!item || !complaints.empty()) return refusal(complaints);
     merge(*item, given);
     count_change(device, kind.counter);
     return success();

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <stdexcept>
 
@@ -27,43 +28,58 @@ sockaddr_un address_of(const std::string &path)
 {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    if (path.empty() || path.size() >= sizeof(address.sun_path)) {
-        give_up(path, "a socket's path has from 1 to 107 characters");
-    }
+    if (path.size() >= sizeof(address.sun_path)) give_up(path, "too long for a socket's path");
     std::copy(path.begin(), path.end(), address.sun_path);
     return address;
 }
 
 /* Whether somebody listens there. A full backlog is somebody, too. */
-bool is_alive(const sockaddr *address, socklen_t size)
+bool is_alive(const std::string &path)
 {
+    const sockaddr_un address = address_of(path);
     const int fd = unix_socket();
-    const bool refused = connect(fd, address, size) < 0 && errno == ECONNREFUSED;
+    const bool refused =
+        connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) < 0 &&
+        errno == ECONNREFUSED;
     close(fd);
     return !refused;
 }
 
-} // namespace
-
-Listener::Listener(const std::string &path) : path_(path), fd_(-1)
+/* A descriptor that listens on a new socket file. */
+int listen_on(const std::string &path)
 {
-    const sockaddr_un unix_address = address_of(path);
-    const sockaddr *address = reinterpret_cast<const sockaddr *>(&unix_address);
-    if (lstat(path.c_str(), &file_) == 0) {
-        if (!S_ISSOCK(file_.st_mode)) give_up(path, "this is a file, and not a socket");
-        if (is_alive(address, sizeof(unix_address))) {
-            give_up(path, "a running daemon is already listening there");
-        }
-        unlink(path.c_str());
-    }
-    fd_ = unix_socket();
-    if (bind(fd_, address, sizeof(unix_address)) < 0 || listen(fd_, SOMAXCONN) < 0) {
+    const sockaddr_un address = address_of(path);
+    const int fd = unix_socket();
+    if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) < 0 ||
+        listen(fd, SOMAXCONN) < 0) {
         const int reason = errno;
-        close(fd_);
+        close(fd);
         give_up(path, strerror(reason));
     }
     /* A web server connects under a user of its own. */
     chmod(path.c_str(), 0666);
+    return fd;
+}
+
+} // namespace
+
+/* The file gets its name when somebody listens behind it: a client that finds
+ * it is not refused. */
+Listener::Listener(const std::string &path) : path_(path), fd_(-1)
+{
+    if (lstat(path.c_str(), &file_) == 0) {
+        if (!S_ISSOCK(file_.st_mode)) give_up(path, "this is a file, and not a socket");
+        if (is_alive(path)) give_up(path, "a running daemon is already listening there");
+    }
+    const std::string unnamed = path + "." + std::to_string(getpid());
+    unlink(unnamed.c_str());
+    fd_ = listen_on(unnamed);
+    if (rename(unnamed.c_str(), path.c_str()) != 0) {
+        const int reason = errno;
+        unlink(unnamed.c_str());
+        close(fd_);
+        give_up(path, strerror(reason));
+    }
     lstat(path.c_str(), &file_);
 }
 

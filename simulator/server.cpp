@@ -188,7 +188,7 @@ Bytes Server::prepared_reply(const Request &request)
     if (known != prepared_.end()) return known->second;
     Device device = device_;
     const Reply reply = answer(device, request);
-    const Bytes message = encode(message_of(request, reply));
+    Bytes message = encode(message_of(request, reply));
     if (reply.result == RESULT_SUCCESS) prepared_[kind] = message;
     return message;
 }
@@ -205,9 +205,9 @@ void Server::trace(Client client, const Request &request, const Reply &reply,
     const Record *record = request_record(request.code);
     const std::optional<int32_t> id = requested_id(request);
     std::string line = command_name(request.code);
-    if (id && !record) line += " " + std::to_string(*id);
+    if (id && !record) line += format(" %d", *id);
     line += ": " + outcome(reply);
-    for (const Fault &fault : faults) line += " [fault " + fault.text + "]";
+    for (const Fault &fault : faults) line += format(" [fault %s]", fault.text.c_str());
     trace(client, line);
     if (options_.verbosity > 1 && record) print_fields(request, *record);
 }
