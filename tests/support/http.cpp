@@ -71,8 +71,11 @@ using Curl = std::unique_ptr<CURL, void (*)(CURL *)>;
 Curl new_request(const HttpClient &client, const std::string &path)
 {
     Curl curl(curl_easy_init(), curl_easy_cleanup);
-    const std::string url = "http://127.0.0.1:" + std::to_string(client.port) + path;
+    const std::string scheme = client.certificate.empty() ? "http" : "https";
+    const std::string url = scheme + "://127.0.0.1:" + std::to_string(client.port) + path;
     curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_CAINFO, client.certificate.c_str());
+    if (!client.login.empty()) curl_easy_setopt(curl.get(), CURLOPT_USERPWD, client.login.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
     curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);

@@ -26,6 +26,8 @@ struct Part {
 struct HttpClient {
     int port;
     bool http2 = false;
+    std::string certificate = {}; /* the file of the server's; without one, there is no TLS */
+    std::string login = {};       /* name:password */
 
     Response request(const std::string &method, const std::string &path,
                      const std::string &body = "") const;
