@@ -59,7 +59,7 @@ protected:
 
 TEST_F(Bodies, CutAtEveryByte)
 {
-    RawConnection connection(server.port());
+    RawConnection connection(server->port());
     const std::string request = put_head("/api/sap", form.size()) + form;
     const size_t body_at = request.size() - form.size();
     for (size_t cut = body_at - 1; cut <= request.size(); ++cut) {
@@ -73,24 +73,9 @@ TEST_F(Bodies, CutAtEveryByte)
     expect_written(connection.receive(), sap_set, form_record());
 }
 
-TEST_F(Bodies, ALongValueInManyReads)
-{
-    std::string banner;
-    for (int i = 0; banner.size() < 8000; ++i) banner += std::to_string(i) + ".";
-    banner.resize(8000);
-    const std::string body = "hostname=h&bannerText=" + banner + "&isBannerEnabled=1";
-    std::vector<std::string> pieces = {put_head("/api/security", body.size())};
-    for (size_t at = 0; at < body.size(); at += 97) pieces.push_back(body.substr(at, 97));
-    RawConnection connection(server.port());
-    send_slowly(connection, pieces);
-    expect_written(connection.receive(), security_set,
-                   text_field("", 510) + text_field("h", 255) + std::string(1, 1) +
-                       text_field(banner, 8193) + text_field("", 255));
-}
-
 TEST_F(Bodies, Chunked)
 {
-    RawConnection connection(server.port());
+    RawConnection connection(server->port());
     for (const size_t cut : {1u, 22u, 30u, 60u}) {
         SCOPED_TRACE(cut);
         send_slowly(connection, {head("PUT", "/api/sap", "Transfer-Encoding: chunked\r\n"),
@@ -106,31 +91,6 @@ TEST_F(Bodies, InTemporaryFilesYieldNoParameters)
     expect_written(client.put("/api/sap", form), sap_set, form_record());
 }
 
-TEST_F(Bodies, AreToldOnStandardError)
-{
-    client.put("/api/sap", "port=1&x&ipAddress=a=b");
-    const std::string log = server.log();
-    EXPECT_NE(log.find("content=port=1&x&ipAddress=a=b\n"), std::string::npos);
-    EXPECT_NE(log.find("key=port, value=1\nkey=ipAddress, value=b\n"), std::string::npos);
-}
-
-TEST_F(Bodies, PipelinedRequestsAreAnsweredInOrder)
-{
-    daemon.answer(changes_get, {Step::send(reply(changes_get, 1, changes_record))});
-    RawConnection connection(server.port());
-    for (int round = 0; round < 3; ++round) {
-        connection.send(head("GET", "/api/changes") + put_head("/api/sap", form.size()) + form +
-                        head("HEAD", "/api/uptime") + head("GET", "/api/changes"));
-        EXPECT_EQ(connection.receive().body, changes_text);
-        EXPECT_EQ(connection.receive().status, 204);
-        EXPECT_EQ(connection.receive().header("allow"), "GET");
-        EXPECT_EQ(connection.receive().body, changes_text);
-        const std::vector<Request> requests = daemon.take_requests();
-        ASSERT_EQ(requests.size(), 3u);
-        EXPECT_EQ(to_hex(requests[1].payload), to_hex(form_record()));
-    }
-}
-
 /* A body that nobody read must not be taken for a request. */
 TEST_F(Bodies, ThatNobodyReads)
 {
@@ -138,7 +98,7 @@ TEST_F(Bodies, ThatNobodyReads)
     for (const char *path : {"/api/decoder", "/api/channel/start", "/api/uptime", "/api/nothing"}) {
         for (const bool late : {false, true}) {
             SCOPED_TRACE(std::string(path) + (late ? " late" : ""));
-            RawConnection connection(server.port());
+            RawConnection connection(server->port());
             connection.send(put_head(path, smuggled.size()) + (late ? "" : smuggled));
             connection.receive();
             connection.send((late ? smuggled : "") + head("GET", "/api/leds"));
@@ -154,19 +114,16 @@ TEST_F(Bodies, ThatNobodyReads)
 TEST_F(Bodies, OverHttp2)
 {
     if (server_under_test().stock) GTEST_SKIP() << "no HTTP/2 in 1.4.51";
-    const HttpClient client2{server.port(), true};
-    expect_written(client2.put("/api/sap", form), sap_set, form_record());
-    expect_written(client2.put("/api/sap", form + "&x=" + std::string(70000, 'x')), sap_set,
+    client.http2 = true;
+    expect_written(client.put("/api/sap", form), sap_set, form_record());
+    expect_written(client.put("/api/sap", form + "&x=" + std::string(70000, 'x')), sap_set,
                    absent_record());
-    daemon.answer(changes_get, {Step::send(reply(changes_get, 1, changes_record))});
-    const Response changes = client2.get("/api/changes");
-    EXPECT_EQ(changes.body, changes_text);
-    EXPECT_EQ(changes.own_headers(), json_headers);
-    const Response refused = client2.request("DELETE", "/api/changes");
+    expect_good_exchange();
+    const Response refused = client.request("DELETE", "/api/changes");
     EXPECT_EQ(refused.status, 405);
     EXPECT_EQ(refused.own_headers(), std::vector<std::string>{"allow: GET"});
     daemon.answer_once(uptime_get, {Step::send(reply(uptime_get, 0, ""))});
-    expect_failure(client2.get("/api/uptime"), 500);
+    expect_failure(client.get("/api/uptime"), 500);
 }
 
 } // namespace

@@ -15,12 +15,13 @@ using Texts = std::vector<std::string>;
 class Device : public testing::Test {
 protected:
     /* Starts the simulated daemon with these options, and the server. */
-    void start(Texts options = {})
+    void start(Texts options = {}, const std::string &more_config = "")
     {
         options.insert(options.begin(), SYSMNGD_SIM);
         simulator = std::make_unique<Process>(options, directory.path + "/log");
         ASSERT_TRUE(wait_until([&] { return simulator_log().find("listening") < 100; }));
-        server = std::make_unique<WebServer>("include \"" KELTO_DEMO "/lighttpd.conf\"\n");
+        server =
+            std::make_unique<WebServer>("include \"" KELTO_DEMO "/lighttpd.conf\"\n" + more_config);
         client.port = server->port();
     }
 

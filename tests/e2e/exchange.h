@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -10,19 +11,17 @@
 #include "tests/support/fake_daemon.h"
 #include "tests/support/web_server.h"
 
-enum : uint32_t {
-    sap_set = 25,
-    security_set = 29,
-    general_get = 44,
-    uptime_get = 52,
-    changes_get = 59
-};
+enum : uint32_t { sap_set = 25, general_get = 44, uptime_get = 52, changes_get = 59 };
 
 class Exchange : public testing::Test {
 protected:
+    void SetUp() override { restart(); }
+
     /* The first request makes the module ask for the software version: out of the way. */
-    void SetUp() override
+    void restart()
     {
+        server.emplace();
+        client.port = server->port();
         client.get("/views/none");
         daemon.take_requests();
     }
@@ -45,6 +44,6 @@ protected:
         "\"datetimeParameters\" : 7, \"software\" : 8} ]";
 
     FakeDaemon daemon;
-    WebServer server;
-    const HttpClient client{server.port()};
+    std::optional<WebServer> server;
+    HttpClient client{0};
 };

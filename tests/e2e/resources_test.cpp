@@ -81,11 +81,8 @@ TEST_F(Resources, SettingsReadBackAsTheyWereSet)
         {"decoder/video isHdmi=1", "portsInfo", "ports", "'hdmi' : 1, 'sdi1' : 0, 'sdi2' : 0, "},
         {"decoder/audio sdiHdmiOutput[1][2]=1", decoder, "decoder/audio",
          "[ [ false,false,false,false ],[ false,false,true,false ],[ false,false,false,false ],["},
-        {"decoder/configuration decoderBuffer=9", decoder, "decoder/configuration", "r' : 9, 'e"},
-        {"decoder/vbianc lineInsertionAfd=9", decoder, "decoder/vbianc", "'lineInsertionAfd' : 9}"},
         {"decoder/talkback serverPort=65535", decoder, "decoder/talkback", "'serverPort' : 65535"},
         {"talkback/start", channel, "leds", "'talkback' : 1} ]"},
-        {"talkback/stop", channel, "channel", "'isTalkback' : false"},
         {"network id[0]=2&ipAddress[0]=10.0.0.2&id[1]=1&ip4Type[1]=3", network, "network",
          "'id' : '2', 'type' : 1, 'ip4Type' : 0, 'ipAddress' : '10.0.0.2', 'networkMask' : '255.2"},
         {"sap interface=2&ipAddress=ff02::1", "", "sap", "' : 2, 'ipAddress' : 'ff02::1'"},
@@ -94,7 +91,6 @@ TEST_F(Resources, SettingsReadBackAsTheyWereSet)
         {"security isBannerEnabled=1&bannerText=%3cHi%3e", "", "notice",
          "[ {'isBannerEnabled' : true, 'bannerText' : '&lt;Hi&gt;'} ]"},
         {"sysdatetime date=2030-01-02", time, "sysdatetime", "'date' : '2030-01-0"},
-        {"sysdatetime useNtp=true", time, "leds", "'ntp' : 1, 'genlock' : 1, "},
         {"services discovery=0", "", "services", "[ {'discovery' : false} ]"},
         {"channel/stop", channel, "channel/info", "[ {'video': {'codec' : 0, 'chromaSampling' : 0"},
         {"stream/select/2", channel, "channel", "[ {'id' : '2', 'protocol' : 0, 'channelInput' "},
@@ -127,16 +123,10 @@ TEST_F(Resources, SettingsReadBackAsTheyWereSet)
 TEST_F(Resources, RefusedValuesAreNamed)
 {
     const std::pair<std::string, std::string> cases[] = {
-        {"POST /api/stream name=&port=1", "'name' "},
-        {"POST /api/stream name=x&port=65536&videoPid=8192&fecPort1=0&forwardingTargetAddress=::x",
-         "'port' 'videoPid' 'fecPort1' 'forwardingTargetAddress' "},
-        {"POST /api/stream name=x&port=none&ipAddress=239.1.2.300", "'ipAddress' 'port' "},
-        {"POST /api/configuration description=x", "'name' "},
-        {"PUT /api/network id[0]=1&id[1]=2&ipAddress[1]=1.2.3", "'ipAddress[1]' "},
+        {"POST /api/stream name=&port=65536&videoPid=8192&fecPort1=0&ipAddress=239.1.2.300",
+         "'ipAddress' 'port' 'videoPid' 'fecPort1' 'name' "},
         {"PUT /api/network id[0]=1&id[1]=9&networkMask[1]=255.0.255.0", "'id[1]' 'networkMask[1]' "},
-        {"PUT /api/sap ipAddress=fd00::x&port=0", "'ipAddress' 'port' "},
         {"PUT /api/security newPassword=x&currentPassword=y", "'currentPassword' "},
-        {"PUT /api/security hostname=two%20words", "'hostname' "},
         {"PUT /api/sysdatetime date=2030-13-01&time=24:00&ntpServerAddress=1.2.3.4.5",
          "'ntpServerAddress' 'date' 'time' "},
     };
@@ -151,57 +141,11 @@ TEST_F(Resources, RefusedValuesAreNamed)
     EXPECT_EQ(get("/api/changes"), before);
 }
 
-TEST_F(Resources, LongLists)
+TEST_F(Resources, ThePageIsKeptUnderItsVersion)
 {
-    start({"--streams", "100", "--interfaces", "34"});
-    std::string streams, form, ids, addresses;
-    for (int i = 1; i <= 100; ++i) {
-        streams += (i > 1 ? ",\n" : "") + object_in(get("/api/stream/" + std::to_string(i)));
-    }
-    EXPECT_EQ(get("/api/stream"), "[\n" + streams + "\n]");
-    for (int i = 0; i < 34; ++i) {
-        const std::string index = "[" + std::to_string(33 - i) + "]=", id = std::to_string(i + 1);
-        const std::string address = "10.0.0." + id;
-        form += "id" + index + id + "&type" + index + id + "&ipAddress" + index + address + "&";
-        ids += id + " ";
-        addresses += quoted("'" + address + "' ");
-    }
-    expect_empty(client.put("/api/network", form), 204);
-    EXPECT_EQ(values_of("type", get("/api/network")), ids);
-    EXPECT_EQ(values_of("ipAddress", get("/api/network")), addresses);
-}
-
-TEST_F(Resources, FaultsOfTheDaemon)
-{
-    const struct {
-        std::string fault, request;
-        int status, stock_status; /* 0: a closed connection */
-        std::string text;
-    } cases[] = {
-        {"delay=50@CMD_UPTIME_GET", "GET /api/uptime", 200, 200, "'uptime' : '0 "},
-        {"oversize@CMD_SAP_GET", "GET /api/sap", 200, 200, "'port' : 9875} ]"},
-        {"wrong-echo@CMD_CHANNEL_STOP", "PUT /api/channel/stop", 500, 500, ""},
-        {"wrong-type@CMD_LEDS_GET", "GET /api/leds", 500, 0, ""},
-        {"bad-checksum@CMD_STREAM_GET", "GET /api/stream/1", 404, 0, ""},
-        {"short-payload@CMD_DECODER_GET", "GET /api/decoder", 500, 0, ""},
-        {"short-record@CMD_CONFIGURATION_GET", "GET /api/configuration", 500, 0, ""},
-        {"refuse@CMD_NOTICE_GET", "GET /api/notice", 500, 0, ""},
-        {"refuse@CMD_SAP_SET", "PUT /api/sap", 400, 400, "'useDefaultAddressPort'}\n]"},
-        {"refuse=0@CMD_SERVICES_SET", "PUT /api/services", 500, 0, ""},
-        {"refuse@CMD_STREAM_SET", "PUT /api/stream/1", 404, 404, ""},
-        {"close@CMD_SRT_STATS_GET", "GET /api/srtStats", 500, 0, ""},
-    };
-    Texts options;
-    for (const auto &one : cases) options.insert(options.end(), {"--fault", one.fault + "*1"});
-    start(options);
-    for (const auto &[fault, request, status, stock_status, text] : cases) {
-        SCOPED_TRACE(fault);
-        const Response response = ask(request);
-        EXPECT_EQ(response.status, server_under_test().stock ? stock_status : status);
-        EXPECT_EQ(response.body.empty(), text.empty());
-        expect_texts(response.body, {text});
-        EXPECT_EQ(get("/api/changes").empty(), fault.starts_with("close"));
-    }
+    start({"--software", "7 b"});
+    EXPECT_EQ(client.get("/").header("location"), "/v7 b");
+    expect_texts(get("/v7%20b/index.html"), {"<title>"});
 }
 
 /* clang-format on */

@@ -1,11 +1,9 @@
 /* Files on their way from an HTTP client to the upload directory. */
-#include <sys/mount.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <future>
 #include <random>
 
 #include "tests/e2e/device.h"
@@ -124,91 +122,6 @@ TEST_F(Uploads, AreInstalledOrRefused)
     expect_installed(ask("POST " + certificate + " certificateName=/mnt/data/y"), "y", "pem");
     expect_result(ask("POST " + certificate + " certificateName=/mnt/data/y"), "ERROR",
                   "The file /mnt/data/y can't be read: No such file or directory.");
-}
-
-TEST_F(Uploads, StayInTheDirectory)
-{
-    const std::pair<std::string, std::string> cases[] = {
-        {"../x", "x"}, {"/etc/x", "x"}, {"..\\up\\x", "x"}, {"C:\\x", "x"}, {"..", ""},
-        {"a/..", ""},  {".", ""},       {"a/", ""},         {"%2e%2e", ""}, {"%2E.", ""},
-        {"a%2fb", ""}, {"..%2Fx", ""},  {"%2fmnt%2fx", ""}, {"...", "..."}, {"-x y", "-x y"},
-    };
-    for (const auto &[filename, stored] : cases) {
-        SCOPED_TRACE(filename);
-        const Response response = upload(filename, "pem");
-        if (stored.empty()) {
-            expect_result(response, "ERROR", "No file was given.");
-            expect_files({});
-        } else {
-            expect_installed(response, stored, "pem");
-        }
-    }
-    std::filesystem::create_symlink("/mnt/outside", "/mnt/data/x");
-    expect_installed(upload("x", "pem"), "x", "pem");
-}
-
-/* Headers and body of a request that uploads x.pem. */
-std::pair<std::string, std::string> request_with(const std::string &content)
-{
-    std::string head =
-        "POST /api/security/certificate HTTP/1.1\r\nHost: test\r\n"
-        "Content-Type: multipart/form-data; boundary=cut\r\nContent-Length: ";
-    std::string body =
-        "--cut\r\nContent-Disposition: form-data; name=\"certificateName\"; "
-        "filename=\"x.pem\"\r\n\r\n";
-    body += content + "\r\n--cut--\r\n";
-    return {head + std::to_string(body.size()) + "\r\n\r\n", body};
-}
-
-TEST_F(Uploads, CutAnywhere)
-{
-    for (const std::string &content : {std::string("pem\r\n--cu\r\r\n--cuT\r"), image(70000)}) {
-        const auto [head, body] = request_with(content);
-        for (size_t cut = body.size() < 300 ? 0 : body.size() - 20; cut < body.size(); ++cut) {
-            SCOPED_TRACE(cut);
-            RawConnection connection(server->port());
-            for (const std::string &piece : {head + body.substr(0, cut), body.substr(cut, 1)}) {
-                connection.send(piece);
-                usleep(2000);
-            }
-            connection.send(body.substr(cut + 1));
-            expect_installed(connection.receive(), "x.pem", content);
-        }
-    }
-}
-
-TEST_F(Uploads, TwoAtOnce)
-{
-    const std::string one = image(5 * mebi), other = "x" + image(6 * mebi);
-    auto uploading = std::async(std::launch::async, [&] { return upload("one", one); });
-    EXPECT_EQ(upload("other", other).status, 200);
-    EXPECT_EQ(uploading.get().status, 200);
-    expect_files({"/mnt/data/one", "/mnt/data/other"});
-    EXPECT_TRUE(read_file("/mnt/data/one") == one);
-    EXPECT_TRUE(read_file("/mnt/data/other") == other);
-}
-
-TEST_F(Uploads, LeaveNothingWhenTheyAreAborted)
-{
-    for (const size_t sent : {70000ul, 3 * mebi}) {
-        const auto [head, body] = request_with(image(4 * mebi));
-        RawConnection connection(server->port());
-        connection.send(head + body.substr(0, sent));
-        EXPECT_TRUE(wait_until([] { return !files().empty(); }));
-    }
-    expect_files({});
-}
-
-TEST_F(Uploads, LeaveNothingOnAFullDisk)
-{
-    ASSERT_EQ(mount("tmpfs", "/mnt/data", "tmpfs", 0, "size=1m"), 0);
-    const Response refused = upload("x.pem", image(3 * mebi));
-    expect_files({});
-    umount("/mnt/data");
-    expect_result(refused, "ERROR",
-                  "The file /mnt/data/x.pem can't be read: No such file or directory.");
-    expect_texts(server->log(), {"upload of x.pem failed: No space left on device"});
-    expect_installed(upload("x.pem", "pem"), "x.pem", "pem");
 }
 
 TEST_F(Uploads, TakeBoundedMemory)
