@@ -27,7 +27,7 @@ Json array_of(const Json &items, uint32_t count)
 
 Json value_schema(const Field &field, Json &schemas)
 {
-    const Json boolean = {{"type", "boolean"}};
+    Json boolean = {{"type", "boolean"}};
     switch (field.kind) {
         case FieldKind::Id: return {{"type", "string"}, {"pattern", "^-?[0-9]+$"}};
         case FieldKind::Int32: return {{"type", "integer"}, {"format", "int32"}};

@@ -24,7 +24,7 @@ Description describe(const Action &action)
 
 std::string readable_path(const Route &route)
 {
-    const std::string path = route.path;
+    std::string path = route.path;
     if (path[0] != '^') return path;
     return path.substr(1, path.find('(') - 1) + "{id}";
 }
