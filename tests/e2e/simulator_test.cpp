@@ -107,7 +107,8 @@ TEST_F(Simulator, MakesTheFaultsThatAreTyped)
     for (const auto &[fault, expected] : cases) {
         SCOPED_TRACE(fault);
         start("fault nonsense\nfault " + fault + "*1\n");
-        EXPECT_TRUE(wait_until([&] { return read_file(log).ends_with(fault + ", 1 to go\n"); }));
+        const std::string answer = fault + ", 1 to go\n";
+        EXPECT_TRUE(wait_until([&] { return read_file(log).ends_with(answer); }));
         send(message(58, ""));
         EXPECT_EQ(to_hex(receive(expected.size())), to_hex(expected));
         send(message(57, ""));
