@@ -1,0 +1,138 @@
+// What is known of the device. Each round reads the counters of changes, and
+// then of what the page shows only the resources whose counters moved.
+
+import { getList, getOne } from "./api.js";
+
+const period = 2000;
+const longestPause = 10000;
+
+const whenMoved = (read, path, ...groups) => ({ read, path, groups });
+const live = (read, path, seconds = 0) => ({ read, path, groups: [], milliseconds: seconds * 1000 });
+
+const resources = {
+  streams: whenMoved(getList, "stream", "channelList", "channelInfo"),
+  channel: whenMoved(getOne, "channel", "channelInfo", "channelList"),
+  configurations: whenMoved(getList, "configuration", "configList"),
+  ports: whenMoved(getOne, "ports", "portsInfo"),
+  leds: whenMoved(getOne, "leds", "portsInfo", "channelInfo", "decoderParameters", "datetimeParameters"),
+  decoder: whenMoved(getOne, "decoder", "decoderParameters"),
+  network: whenMoved(getList, "network", "networkParameters"),
+  datetime: whenMoved(getOne, "sysdatetime", "datetimeParameters"),
+  general: whenMoved(getOne, "general", "software"),
+  // Nothing counts the changes of these.
+  uptime: live(getOne, "uptime"),
+  channelInfo: live(getOne, "channel/info"),
+  zixi: live(getOne, "zixiStats"),
+  srt: live(getOne, "srtStats"),
+  upgrade: live(getOne, "general/upgradeStatus"),
+  freespace: live(getOne, "general/freespace", 30),
+  notice: live(getOne, "notice", 30),
+  sap: live(getOne, "sap", 30),
+  sapStreams: live(getList, "sap/stream", 10),
+  security: live(getOne, "security", 30),
+  services: live(getOne, "services", 30),
+};
+
+// Of each resource: value, whether it is stale, when it was read, its error.
+const states = Object.fromEntries(Object.keys(resources).map((name) => [name, { stale: true, at: 0 }]));
+const watchers = new Set();
+let counters; // undefined: nothing that is known may be trusted
+let timer, running, failures = 0;
+let onTrouble = () => {};
+
+export const value = (name) => states[name].value;
+
+// Calls back now with what is known, and whenever one of the resources was
+// read. Returns the function that ends this.
+export function watch(names, callback) {
+  const watcher = { names, callback };
+  watchers.add(watcher);
+  for (const name of names) if (!resources[name].groups.length) states[name].stale = true;
+  if (names.some((name) => states[name].value !== undefined)) callback();
+  refresh();
+  return () => watchers.delete(watcher);
+}
+
+export function onConnection(callback) {
+  onTrouble = callback;
+}
+
+// Reads these anew, and then all that moved by it.
+export async function refresh(...names) {
+  for (const name of names) states[name].stale = true;
+  while (running) await running;
+  await round();
+}
+
+function isDue(name) {
+  const { groups, milliseconds } = resources[name];
+  const state = states[name];
+  return state.stale || (!groups.length && Date.now() - state.at >= milliseconds);
+}
+
+async function readCounters() {
+  const now = await getOne("changes");
+  for (const [name, { groups }] of Object.entries(resources)) {
+    if (!counters || groups.some((group) => counters[group] !== now[group])) states[name].stale = true;
+  }
+  counters = now;
+}
+
+async function readOne(name) {
+  const state = states[name];
+  state.stale = false;
+  try {
+    state.value = await resources[name].read(resources[name].path);
+    state.error = undefined;
+  } catch (error) {
+    state.stale = true;
+    state.error = error;
+  }
+  state.at = Date.now();
+}
+
+async function readAll() {
+  await readCounters();
+  const watched = new Set([...watchers].flatMap(({ names }) => names));
+  const due = [...watched].filter(isDue);
+  await Promise.all(due.map(readOne));
+  for (const { names, callback } of [...watchers]) {
+    if (names.some((name) => due.includes(name) && !states[name].error)) callback();
+  }
+  return [...watched].filter((name) => states[name].error)
+    .map((name) => `${resources[name].path}: ${states[name].error.message}`);
+}
+
+function round() {
+  clearTimeout(timer);
+  const slow = setTimeout(() => onTrouble(["The device is slow to answer."]), 5000);
+  running = readAll()
+    .then((problems) => {
+      failures = problems.length ? failures + 1 : 0;
+      onTrouble(problems);
+    })
+    .catch((error) => {
+      // The device may be another one, or know nothing of before, when it
+      // answers again.
+      counters = undefined;
+      ++failures;
+      onTrouble([error.message]);
+    })
+    .finally(() => {
+      clearTimeout(slow);
+      running = undefined;
+      schedule();
+    });
+  return running;
+}
+
+function schedule() {
+  clearTimeout(timer);
+  if (document.hidden) return;
+  timer = setTimeout(refresh, Math.min(period * 2 ** Math.min(failures, 3), longestPause));
+}
+
+document.addEventListener("visibilitychange", () => {
+  if (document.hidden) clearTimeout(timer);
+  else refresh();
+});
