@@ -43,10 +43,10 @@ export const stream = [
     text("channelName", "Channel name", 254),
     text("channelUserName", "User name", 254, { autocomplete: "off" }),
     text("channelPassword", "Password", 254, { secret: true }),
-    flag("zixiUseBroadcaster", "Through a Zixi broadcaster"),
     code("aesEncryption", "AES encryption"),
     text("aesKey", "AES key", 254, { secret: true }),
     text("rtmpServerUrl", "RTMP server", 254, { hint: "URL" }),
+    flag("zixiUseBroadcaster", "Through a Zixi broadcaster"),
   ] },
   { legend: "Forwarding", fields: [
     flag("isStreamForwarding", "Forward this stream"),
@@ -75,7 +75,7 @@ const cells = (key) => [0, 1, 2, 3].map((i) => `${key}[${i}]`);
 
 export const audio = [
   { legend: "Routing", fields: [{
-    kind: "grid", key: "sdiHdmiOutput", label: "Audio channels and the outputs that carry them",
+    kind: "grid", key: "sdiHdmiOutput", label: "The channels that each output carries",
     columns: ["1", "2", "3", "4"],
     rows: [
       ...[0, 1, 2, 3].map((i) => [`SDI/HDMI ${i + 1}`, cells(`sdiHdmiOutput[${i}]`)]),
@@ -175,8 +175,8 @@ export const datetime = [
   ] },
   { legend: "Daylight saving", fields: [
     flag("isDaylightSavingEnabled", "Daylight saving time"),
-    text("daylightSavingStartDate", "Starts on", 254), hour("daylightSavingStartHour", "At hour"),
-    text("daylightSavingStopDate", "Ends on", 254), hour("daylightSavingStopHour", "At hour"),
+    text("daylightSavingStartDate", "Start date", 254), hour("daylightSavingStartHour", "Start hour"),
+    text("daylightSavingStopDate", "End date", 254), hour("daylightSavingStopHour", "End hour"),
   ] },
 ];
 

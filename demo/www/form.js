@@ -123,6 +123,20 @@ function gridBlock(field, note) {
       el("tbody", {}, ...rows)), error);
 }
 
+// Flags that follow each other share a line.
+function blocksOf(fields, note) {
+  const blocks = [];
+  let flags;
+  for (const field of fields) {
+    const block = (field.kind === "grid" ? gridBlock : fieldBlock)(field, note);
+    if (field.kind !== "flag") flags = undefined;
+    else if (!flags) blocks.push(flags = el("div", { class: "flags" }));
+    if (flags) flags.append(block);
+    else blocks.push(block);
+  }
+  return blocks;
+}
+
 // groups: a table of fields.js. save(parameters) sends them and reads the
 // record anew. Returns the element, load(record parameters), which gives way
 // to what somebody is typing, and focus().
@@ -137,8 +151,7 @@ export function makeForm({ groups, save, submit = "Save", extra = [] }) {
   const undo = button("Discard changes", () => show(seen), { hidden: true });
   const blocks = groups.map(({ legend, fields }) => el("fieldset", {},
     legend ? el("legend", {}, legend) : null,
-    el("div", { class: "fields" },
-      ...fields.map((field) => (field.kind === "grid" ? gridBlock : fieldBlock)(field, note)))));
+    el("div", { class: "fields" }, ...blocksOf(fields, note))));
   const element = el("form", { novalidate: true, onsubmit: submitted, oninput: edited },
     top, ...blocks, el("div", { class: "actions" }, send, undo, ...extra, state));
 

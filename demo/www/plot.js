@@ -12,11 +12,11 @@ function svg(tag, attributes = {}) {
   return element;
 }
 
-// The end of the scale: 1, 2 or 5 times a power of ten for each of 4 steps.
+// A round number for each of the 4 steps of the scale.
 function stepFor(highest) {
   const raw = Math.max(highest, 0.001) / 4;
   const power = 10 ** Math.floor(Math.log10(raw));
-  return [1, 2, 2.5, 5, 10].map((times) => times * power).find((step) => step >= raw * 1.02) ?? 10 * power;
+  return [1, 2, 2.5, 4, 5, 10].map((times) => times * power).find((step) => step >= raw * 1.02) ?? 10 * power;
 }
 
 function path(samples, key, now, top) {

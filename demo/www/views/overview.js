@@ -38,7 +38,7 @@ function channelCard() {
       `${channel.ipAddress}${channel.port > 0 ? ` : ${channel.port}` : ""}`].filter(Boolean).join(", ")],
     ["Input", ({ channel }) => named(inputs, channel.channelInput)],
     ["Picture", ({ channel }) => channel.resolution],
-    ["Sound", ({ info }) => info.audio.channels && `${info.audio.channels} channels, ${amount(info.audio.samplingFrequency, "Hz")}`],
+    ["Sound", ({ info }) => info.audio.channels && `${info.audio.channels} channels, ${amount(info.audio.samplingFrequency / 1000, "kHz")}`],
     ["Latency", ({ info }) => info.endToEndLatency],
     ["Errors", ({ info }) => info.errorCorrection],
     ["Time code", ({ info }) => info.vitc],

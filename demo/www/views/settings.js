@@ -99,7 +99,9 @@ function interfacesCard() {
     form.load(current());
     setText(rest, all.length > list.length ? `Only the first ${list.length} of ${all.length} interfaces can be changed here.` : "");
   }
-  return { element: card("Interfaces", rest, place), uses: ["network"], update };
+  const element = card("Interfaces", rest, place);
+  element.classList.add("broad");
+  return { element, uses: ["network"], update };
 }
 
 function announcedCard() {
