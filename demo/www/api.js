@@ -62,13 +62,18 @@ function listOf(status, text) {
   throw new ApiError(reason || meaning(status), status, entries);
 }
 
+// The device reads a + as such: URLSearchParams would write spaces so.
+const encode = (parameters) => Object.entries(parameters)
+  .map((pair) => pair.map(encodeURIComponent).join("=")).join("&");
+
 async function request(method, path, parameters) {
   let status, text;
   try {
     const response = await fetch(`/api/${path}`, {
       method,
       cache: "no-store",
-      body: parameters && new URLSearchParams(parameters),
+      headers: parameters && { "Content-Type": "application/x-www-form-urlencoded" },
+      body: parameters && encode(parameters),
       signal: AbortSignal.timeout(patience),
     });
     status = response.status;

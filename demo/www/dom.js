@@ -44,3 +44,8 @@ const numbers = new Intl.NumberFormat("en");
 export function amount(value, unit = "") {
   return `${numbers.format(value)}${unit && ` ${unit}`}`;
 }
+
+export function endpoint({ ipAddress, port }) {
+  if (!ipAddress || !(port > 0)) return ipAddress ?? "";
+  return ipAddress.includes(":") ? `[${ipAddress}]:${port}` : `${ipAddress}:${port}`;
+}

@@ -1,7 +1,7 @@
 // A device at a glance.
 
 import * as api from "../api.js";
-import { amount, button, card, el, facts, setText } from "../dom.js";
+import { amount, button, card, el, endpoint, facts, setText } from "../dom.js";
 import { inputs, protocols } from "../fields.js";
 import { attempt } from "../news.js";
 import { makePlot } from "../plot.js";
@@ -34,8 +34,7 @@ function channelCard() {
     { key: "system", name: "System" }, { key: "video", name: "Video" }, { key: "audio", name: "Audio" },
   ]);
   const details = facts([
-    ["Source", ({ channel }) => [named(protocols, channel.protocol), channel.ipAddress &&
-      `${channel.ipAddress}${channel.port > 0 ? ` : ${channel.port}` : ""}`].filter(Boolean).join(", ")],
+    ["Source", ({ channel }) => [named(protocols, channel.protocol), endpoint(channel)].filter(Boolean).join(" ")],
     ["Input", ({ channel }) => named(inputs, channel.channelInput)],
     ["Picture", ({ channel }) => channel.resolution],
     ["Sound", ({ info }) => info.audio.channels && `${info.audio.channels} channels, ${amount(info.audio.samplingFrequency / 1000, "kHz")}`],

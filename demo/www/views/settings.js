@@ -1,7 +1,7 @@
 // Views that consist of forms, one for each record of settings.
 
 import * as api from "../api.js";
-import { button, card, el, setText } from "../dom.js";
+import { button, card, el, endpoint, setText } from "../dom.js";
 import * as fields from "../fields.js";
 import { listParameters, makeForm, parameters } from "../form.js";
 import { attempt } from "../news.js";
@@ -109,9 +109,9 @@ function announcedCard() {
   const update = () => {
     const streams = value("sapStreams");
     if (!streams) return;
-    const texts = streams.map(({ protocol, ipAddress, port, videoPid, audio1Pid }) =>
-      [fields.protocols[protocol] ?? `Code ${protocol}`, `${ipAddress} : ${port}`,
-        `video PID ${videoPid}`, `audio PID ${audio1Pid}`].join(", "));
+    const texts = streams.map((stream) => [
+      `${fields.protocols[stream.protocol] ?? `Code ${stream.protocol}`} ${endpoint(stream)}`,
+      `video PID ${stream.videoPid}`, `audio PID ${stream.audio1Pid}`].join(", "));
     list.replaceChildren(...(texts.length ? texts : ["No stream is announced at present."]).map((text) => el("li", {}, text)));
   };
   return { element: card("Announced streams", list), uses: ["sapStreams"], update };

@@ -1,6 +1,7 @@
 // Streams, of which one is selected as the channel.
 
 import * as api from "../api.js";
+import { endpoint } from "../dom.js";
 import { inputs, protocols, stream } from "../fields.js";
 import { attempt } from "../news.js";
 import { refresh, value } from "../poll.js";
@@ -20,7 +21,7 @@ export const streams = listView({
     ["Name", (item) => item.name || `Stream ${item.id}`],
     ["Protocol", (item) => protocols[item.protocol] ?? `Code ${item.protocol}`],
     ["Input", (item) => inputs[item.channelInput] ?? `Code ${item.channelInput}`],
-    ["Address", ({ ipAddress, port }) => [ipAddress, port > 0 && port].filter(Boolean).join(" : ")],
+    ["Address", endpoint],
     ["State", state],
   ],
   action: {

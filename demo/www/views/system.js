@@ -85,8 +85,8 @@ function deviceCard() {
 
 export const system = formsView(() => [
   settingsForm({ title: "Date and time", path: "sysdatetime", groups: fields.datetime, resource: "datetime" }),
-  settingsForm({ title: "Access and notice", path: "security", groups: fields.security, resource: "security" }),
   certificateCard(),
+  settingsForm({ title: "Access and notice", path: "security", groups: fields.security, resource: "security" }),
   softwareCard(),
   deviceCard(),
 ]);

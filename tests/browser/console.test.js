@@ -1,0 +1,237 @@
+import assert from "node:assert/strict";
+import { after, afterEach, before, test } from "node:test";
+import { openConsole, startBrowser, startDevice } from "./support.js";
+
+let device, browser, page;
+const open = async (...rest) => { page = await openConsole(browser, device, ...rest); };
+
+before(async () => {
+  device = await startDevice("--upgrade-seconds", "4");
+  browser = await startBrowser();
+});
+afterEach(async () => {
+  const complaints = page.complaints;
+  await page.context().close();
+  assert.deepEqual(complaints, []);
+});
+after(async () => {
+  await browser?.close();
+  await device?.stop();
+});
+
+const button = (name) => page.getByRole("button", { name, exact: true });
+const field = (name) => page.getByLabel(name, { exact: true });
+const row = (name) => page.locator(".list tbody tr").filter({ hasText: name });
+const says = (text) => page.locator("#news").filter({ hasText: text }).waitFor();
+
+// Waits until the function gives what is wanted.
+async function becomes(get, wanted) {
+  for (let tries = 0; tries < 100 && (await get()) !== wanted; ++tries) await page.waitForTimeout(100);
+  assert.equal(await get(), wanted);
+}
+
+test("page and files stand under the current version", async () => {
+  await open();
+  const files = () => page.evaluate(() => performance.getEntriesByType("resource").map((entry) => new URL(entry.name).pathname));
+  assert.equal(new URL(page.url()).pathname, "/v2.4.1");
+  await page.goto(`${device.url}/v2.3.9/index.html`);
+  assert.equal(new URL(page.url()).pathname, "/v2.4.1/index.html");
+  await page.getByText("Studio A main").waitFor();
+  const own = (await files()).filter((path) => !path.startsWith("/api/"));
+  assert.ok(own.includes("/v2.4.1/views/overview.js"));
+  assert.deepEqual(own.filter((path) => !path.startsWith("/v2.4.1/")), []);
+});
+
+test("the overview shows a live device", async () => {
+  await open();
+  await page.locator(".badge", { hasText: "Receiving" }).waitFor();
+  for (const text of ["°C", "DEC-2041-0007", "2.4.1", "kbit/s"]) await page.locator("dd", { hasText: text }).first().waitFor();
+  const points = async () => (await page.locator(".series-1").getAttribute("d") ?? "").split(/[ML]/).length - 1;
+  const first = await points();
+  await becomes(async () => (await points()) > first, true);
+  const light = page.locator(".lights li", { hasText: "HDMI" });
+  await light.locator(".light.on").waitFor();
+  await button("Stop").click();
+  await light.locator(".light:not(.on)").waitFor();
+  await button("Start").click();
+  await light.locator(".light.on").waitFor();
+});
+
+test("a stream is made, changed, selected and deleted", async () => {
+  await open("streams");
+  await page.getByRole("link", { name: "New stream" }).click();
+  await field("Name").fill("Test & measure +1");
+  await field("Protocol").selectOption("SRT");
+  await field("Address").fill("192.0.2.7");
+  await field("Port").fill("7000");
+  await button("Create the stream").click();
+  await says("The stream is saved.");
+  await row("Test & measure +1").getByText("192.0.2.7:7000").waitFor();
+
+  const stored = async () => (await device.request("GET", "stream")).find((one) => one.name === "Test & measure +1");
+  const made = await stored();
+  await row("Test & measure").getByRole("link", { name: "Edit" }).click();
+  await field("Port").fill("7001");
+  await button("Save").click();
+  await row("192.0.2.7:7001").waitFor();
+  assert.deepEqual(await stored(), { ...made, port: 7001 });
+
+  await row("Test & measure").getByRole("button", { name: "Select" }).click();
+  await row("Test & measure").getByText("Received").waitFor();
+  for (const answer of ["Cancel", "Delete"]) {
+    await row("Test & measure").getByRole("button", { name: "Delete" }).click();
+    await page.getByRole("dialog").getByRole("button", { name: answer }).click();
+    await page.getByRole("dialog").waitFor({ state: "detached" });
+    assert.equal(Boolean(await row("Test & measure").count()), answer === "Cancel" || !(await says("deleted")));
+  }
+  assert.equal(await stored(), undefined);
+});
+
+test("refused values are shown at their fields", async () => {
+  await open("network");
+  const prefix = page.locator('[name="ip6ManualPrefix[1]"]');
+  await prefix.fill("129");
+  await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
+  const invalid = page.locator('[aria-invalid="true"]');
+  await invalid.waitFor();
+  assert.equal(await invalid.getAttribute("name"), "ip6ManualPrefix[1]");
+  assert.ok(await invalid.evaluate((input) => input === document.activeElement));
+  const described = await invalid.evaluate((input) => document.getElementById(input.getAttribute("aria-describedby").split(" ")[0]).textContent);
+  assert.equal(described, "The prefix length must be from 0 to 128.");
+  await prefix.fill("63");
+  assert.equal(await invalid.count(), 0);
+
+  device.type("refuse=2@CMD_NETWORK_SET*1");
+  await page.waitForTimeout(300);
+  await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
+  await page.locator(".problems p").nth(1).waitFor();
+  await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
+  await page.locator(".state", { hasText: "Saved" }).waitFor();
+  assert.equal((await device.request("GET", "network"))[1].ip6ManualPrefix, 63);
+});
+
+test("the audio grid changes one cell and nothing else", async () => {
+  await open("outputs");
+  const [before] = await device.request("GET", "decoder/audio");
+  const cell = page.getByLabel("SDI/HDMI 2, channel 3");
+  await page.locator("td").filter({ has: cell }).click();
+  await page.keyboard.press("ArrowDown"); // to row 3, where channel 3 is set
+  await page.keyboard.press("Space");
+  await page.locator("form").filter({ has: cell }).getByRole("button", { name: "Save" }).click();
+  await page.locator(".state", { hasText: "Saved" }).waitFor();
+  const [after] = await device.request("GET", "decoder/audio");
+  before.sdiHdmiOutput[1][2] = true;
+  before.sdiHdmiOutput[2][2] = false;
+  assert.deepEqual(after, before);
+});
+
+test("hostile texts are shown as they are, and kept", async () => {
+  const name = `<img src=x onerror="window.hacked=1"> & "\\'`;
+  await device.request("POST", "stream", { name, ipAddress: "192.0.2.8", port: 1 });
+  const { id } = (await device.request("GET", "stream")).at(-1);
+  await device.request("PUT", `stream/select/${id}`);
+  const [security] = await device.request("GET", "security");
+  const bannerText = "<script>window.hacked=1</script>\n\tsecond line";
+  await device.request("PUT", "security", { ...security, isBannerEnabled: true, bannerText });
+  await open();
+  await becomes(() => page.locator(".headline").textContent(), name);
+  await becomes(() => page.locator(".notice").textContent(), bannerText);
+  await page.goto(`${device.url}/#/streams/${id}`);
+  await becomes(() => field("Name").inputValue(), name);
+  await button("Save").click();
+  await says("The stream is saved.");
+  assert.equal(await row("onerror").locator("td").first().textContent(), name);
+  assert.equal(await page.evaluate(() => document.images.length + (window.hacked ?? 0)), 0);
+  await device.request("DELETE", `stream/${id}`);
+});
+
+test("only groups that moved are fetched", async () => {
+  await open("streams");
+  await row("Studio A main").waitFor();
+  let read = [];
+  page.on("request", (request) => read.push(new URL(request.url()).pathname));
+  await page.waitForTimeout(4500);
+  assert.deepEqual([...new Set(read)], ["/api/changes"]);
+  read = [];
+  const [other] = await device.request("GET", "configuration");
+  await device.request("PUT", `configuration/${other.id}`, other);
+  const [stream] = await device.request("GET", "stream");
+  await device.request("PUT", `stream/${stream.id}`, { ...stream, latency: 130 });
+  await page.waitForTimeout(4500);
+  assert.deepEqual([...new Set(read)].sort(), ["/api/changes", "/api/channel", "/api/stream"]);
+});
+
+test("troubles are shown and pass", async () => {
+  await open("streams");
+  await row("Studio A main").waitFor();
+  const trouble = (text) => page.locator("#trouble").filter({ hasText: text }).waitFor();
+  device.type("refuse@CMD_CHANGES_GET*2");
+  await trouble("The device could not do this.");
+  await trouble(/^$/);
+  await page.context().setOffline(true);
+  await trouble("The server does not answer.");
+  const { id } = (await device.request("POST", "stream", { name: "Made meanwhile" }))[0];
+  await page.context().setOffline(false);
+  await row("Made meanwhile").waitFor();
+  await trouble(/^$/);
+  await device.request("DELETE", `stream/${id}`);
+});
+
+test("the keyboard is enough", async () => {
+  await open("system");
+  await page.keyboard.press("Tab");
+  assert.equal(await page.evaluate(() => document.activeElement.id), "skip");
+  await page.keyboard.press("Enter");
+  assert.equal(await page.evaluate(() => document.activeElement.id), "main");
+  await button("Restart").focus();
+  await page.keyboard.press("Enter");
+  assert.equal(await page.evaluate(() => document.activeElement.textContent), "Cancel");
+  await page.keyboard.press("Escape");
+  await page.getByRole("dialog").waitFor({ state: "detached" });
+  assert.equal(await page.evaluate(() => document.activeElement.textContent), "Restart");
+  await page.keyboard.press("Enter");
+  await page.keyboard.press("Tab");
+  await page.keyboard.press("Enter");
+  await says("The device restarts.");
+  await field("Host name").focus();
+  await page.keyboard.press("ControlOrMeta+A");
+  await page.keyboard.type("decoder-02");
+  await page.keyboard.press("Enter");
+  await becomes(async () => (await device.request("GET", "security"))[0].hostname, "decoder-02");
+});
+
+test("no view is wider than a phone, and every control has a name", async () => {
+  await open("overview", { viewport: { width: 390, height: 800 } });
+  for (const view of ["overview", "streams", "streams/1", "outputs", "decoder", "network", "configurations", "system"]) {
+    await page.goto(`${device.url}/#/${view}`);
+    await page.locator("#view :is(dd, td, input)").first().waitFor();
+    assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 390, view);
+    const nameless = await page.evaluate(() => [...document.querySelectorAll("input, select, textarea")]
+      .filter((one) => !one.labels.length && !one.ariaLabel).map((one) => one.name));
+    assert.deepEqual(nameless, [], view);
+  }
+});
+
+test("a package is sent with progress, and installed by stages", async () => {
+  await open("system");
+  const cdp = await page.context().newCDPSession(page);
+  await cdp.send("Network.emulateNetworkConditions", { offline: false, latency: 0, downloadThroughput: -1, uploadThroughput: 1 << 20 });
+  const file = (begin) => ({ name: "decoder.bin", mimeType: "application/octet-stream", buffer: Buffer.alloc(3 << 20, begin) });
+  const send = button("Upload and install");
+  await field("Firmware package").setInputFiles(file("BAD"));
+  await send.click();
+  const seen = new Set();
+  const bar = page.getByRole("progressbar", { name: "Upload: Firmware package" });
+  await becomes(async () => {
+    if (await bar.isVisible()) seen.add(await bar.evaluate((one) => one.value).catch(() => 0));
+    return page.getByText("The file is damaged.").isVisible();
+  }, true);
+  assert.ok([...seen].some((value) => value > 0 && value < 1), `progress: ${[...seen]}`);
+  await field("Firmware package").setInputFiles(file("NEW"));
+  await send.click();
+  await page.getByText("Installing decoder.bin.").waitFor({ timeout: 15000 });
+  await page.locator(".stages .present").waitFor();
+  await page.locator(".stages li", { hasText: "Finished" }).waitFor();
+  await page.locator(".bar", { hasText: "software 2.4.2" }).waitFor();
+  await button("Reload the page").waitFor();
+});
