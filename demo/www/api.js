@@ -62,9 +62,9 @@ function listOf(status, text) {
   throw new ApiError(reason || meaning(status), status, entries);
 }
 
-// The device reads a + as such: URLSearchParams would write spaces so.
+// Not by URLSearchParams: the device reads a + as such, and keys as they stand.
 const encode = (parameters) => Object.entries(parameters)
-  .map((pair) => pair.map(encodeURIComponent).join("=")).join("&");
+  .map(([key, value]) => `${key}=${encodeURIComponent(value)}`).join("&");
 
 async function request(method, path, parameters) {
   let status, text;

@@ -22,6 +22,7 @@ export function listParameters(list) {
 const unset = -1; // of a number: nothing is set
 const integer = /^[+-]?\d+$/;
 const largest = 2 ** 31;
+const unprintable = /[\0-\x1f]+/g; // the device would make underscores of them
 
 let ids = 0;
 
@@ -38,7 +39,7 @@ const kinds = {
     return {
       input,
       show: (value) => { input.value = field.blank ? "" : value ?? ""; },
-      read: () => input.value,
+      read: () => input.value.replace(unprintable, " "),
     };
   },
   number(field, id) {

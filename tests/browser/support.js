@@ -17,7 +17,7 @@ async function freePort() {
   return String(port);
 }
 
-// Simulated daemon and server. `type` gives the simulator a command.
+// Simulated daemon and server. `fault` makes the simulator do something wrong.
 export async function startDevice(...options) {
   const port = await freePort();
   const child = spawn("scripts/private-mounts", ["scripts/serve", port, "--control", "-", ...options], { cwd: top });
@@ -31,10 +31,11 @@ export async function startDevice(...options) {
   const url = `http://127.0.0.1:${port}`;
   return {
     url,
-    type: (line) => child.stdin.write(`${line}\n`),
+    fault: (fault) => child.stdin.write(`fault ${fault}\n`),
     async request(method, path, parameters) {
-      const body = parameters && String(new URLSearchParams(parameters)).replaceAll("+", "%20");
-      const response = await fetch(`${url}/api/${path}`, { method, body });
+      const body = Object.entries(parameters ?? {}).map(([key, value]) => `${key}=${encodeURIComponent(value)}`).join("&");
+      const headers = { "Content-Type": "application/x-www-form-urlencoded" };
+      const response = await fetch(`${url}/api/${path}`, { method, headers, body: body || undefined });
       return response.status === 204 ? [] : response.json();
     },
     async stop() {
