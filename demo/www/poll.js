@@ -136,3 +136,4 @@ document.addEventListener("visibilitychange", () => {
   if (document.hidden) clearTimeout(timer);
   else refresh();
 });
+addEventListener("online", () => refresh());

@@ -172,7 +172,7 @@ test("troubles are shown and pass", async () => {
   await open("streams");
   await row("Studio A main").waitFor();
   const trouble = (text) => page.locator("#trouble").filter({ hasText: text }).waitFor({ state: "attached" });
-  device.fault("refuse@CMD_CHANGES_GET*2");
+  device.fault("refuse@CMD_CHANGES_GET*1");
   await trouble("The device could not do this.");
   await trouble(/^$/);
   await page.context().setOffline(true);
