@@ -144,7 +144,7 @@ function blocksOf(fields, note) {
 export function makeForm({ groups, save, submit = "Save", extra = [] }) {
   const controls = new Map();
   const note = (key, control) => controls.set(key, control);
-  let base = {}, seen, changed = false, busy = false;
+  let seen, changed = false, busy = false;
 
   const top = el("div", { class: "problems", role: "alert", tabindex: "-1" });
   const state = el("span", { class: "state", role: "status" });
@@ -163,7 +163,7 @@ export function makeForm({ groups, save, submit = "Save", extra = [] }) {
   }
 
   function show(record) {
-    base = seen = record;
+    seen = record;
     for (const [key, control] of controls) control.show(record[key]);
     clearProblems();
     mark(false);
@@ -225,7 +225,7 @@ export function makeForm({ groups, save, submit = "Save", extra = [] }) {
     setText(state, "Saving");
     send.setAttribute("aria-disabled", "true");
     try {
-      const stored = await save({ ...base, ...given });
+      const stored = await save({ ...seen, ...given });
       if (stored) show(stored);
       mark(false, "Saved");
     } catch (error) {

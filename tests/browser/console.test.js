@@ -10,9 +10,8 @@ before(async () => {
   browser = await startBrowser();
 });
 afterEach(async () => {
-  const complaints = page.complaints;
-  await page.context().close();
-  assert.deepEqual(complaints, []);
+  await page?.context().close();
+  assert.deepEqual(page?.complaints, []);
 });
 after(async () => {
   await browser?.close();

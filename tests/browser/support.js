@@ -24,6 +24,8 @@ export async function startDevice(...options) {
   let output = "";
   for (const stream of [child.stdout, child.stderr]) stream.on("data", (data) => { output += data; });
   const ended = once(child, "exit");
+  process.once("exit", () => child.kill());
+  process.once("SIGTERM", () => process.exit(1));
   while (!output.includes("Serving ")) {
     const isOver = await Promise.race([ended, new Promise((resolve) => setTimeout(resolve, 50))]);
     if (isOver) throw new Error(`the device does not start:\n${output}`);
