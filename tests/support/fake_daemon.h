@@ -1,7 +1,6 @@
 /* A scripted management daemon on its socket, in a thread of the test. */
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -17,11 +16,11 @@ constexpr const char *daemon_socket_path = "/tmp/sysmng_web_plugin.socket";
 /* One thing that the daemon does for a request. */
 struct Step {
     std::string bytes;
-    int pause_ms = 0;
+    unsigned pause_us = 0;
     bool hangs_up = false;
 
     static Step send(const std::string &bytes) { return {bytes}; }
-    static Step pause(int milliseconds) { return {"", milliseconds}; }
+    static Step pause(unsigned milliseconds) { return {"", milliseconds * 1000}; }
     static Step hang_up() { return {"", 0, true}; }
 };
 using Answer = std::vector<Step>; /* none: silence */
@@ -32,9 +31,10 @@ struct Request {
     std::string bytes; /* the whole message */
 };
 
+/* Its clients end before it does. */
 class FakeDaemon {
 public:
-    /* Listens. Throws std::runtime_error when it can't, also when another daemon is there. */
+    /* Listens. Throws std::runtime_error when it can't. */
     FakeDaemon();
     ~FakeDaemon();
     FakeDaemon(const FakeDaemon &) = delete;
@@ -53,16 +53,11 @@ public:
 
 private:
     void run();
-    void serve(int fd);
-    bool carry_out(int fd, const Answer &answer);
+    bool serve(int fd);
     Answer choose_answer(uint32_t command);
 
     int listener;
-    std::mutex mutex;                /* guards all below */
-    std::condition_variable changed; /* one of the next two */
-    bool stopping = false;
-    bool busy = false; /* with an answer */
-    int connection = -1;
+    std::mutex mutex; /* guards all below; held while a request is answered */
     std::vector<Request> requests;
     std::map<uint32_t, Answer> answers;
     std::map<uint32_t, std::deque<Answer>> once;

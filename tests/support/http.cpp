@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
+#include <cstring>
 #include <deque>
 #include <memory>
 #include <set>
@@ -23,48 +23,18 @@ size_t append_body(char *bytes, size_t size, size_t count, void *to)
     return size * count;
 }
 
-void add_header_line(Response *response, std::string line)
+/* "Name: value\r\n"; other lines are no header. */
+size_t append_header(const char *bytes, size_t size, size_t count, void *to)
 {
-    while (!line.empty() && (line.back() == '\r' || line.back() == '\n')) line.pop_back();
+    const std::string line(bytes, size * count);
     const size_t colon = line.find(": ");
-    if (colon == std::string::npos) return;
+    if (colon == std::string::npos) return line.size();
     std::string name = line.substr(0, colon);
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(tolower(c)); });
-    response->headers.emplace_back(name, line.substr(colon + 2));
+    for (char &c : name) c = static_cast<char>(tolower(static_cast<unsigned char>(c)));
+    const std::string value = line.substr(colon + 2, line.find('\r') - colon - 2);
+    static_cast<Response *>(to)->headers.emplace_back(name, value);
+    return line.size();
 }
-
-size_t append_header(char *bytes, size_t size, size_t count, void *to)
-{
-    add_header_line(static_cast<Response *>(to), std::string(bytes, size * count));
-    return size * count;
-}
-
-} // namespace
-
-std::string Response::header(const std::string &name) const
-{
-    std::string values;
-    for (const auto &[key, value] : headers) {
-        if (key != name) continue;
-        if (!values.empty()) values += '|';
-        values += value;
-    }
-    return values;
-}
-
-std::vector<std::string> Response::own_headers() const
-{
-    static const std::set<std::string> servers = {"date", "server", "content-length", "connection"};
-    std::vector<std::string> lines;
-    for (const auto &[key, value] : headers) {
-        if (!servers.contains(key)) lines.emplace_back(key).append(": ").append(value);
-    }
-    std::sort(lines.begin(), lines.end());
-    return lines;
-}
-
-namespace {
 
 using Curl = std::unique_ptr<CURL, void (*)(CURL *)>;
 
@@ -93,13 +63,11 @@ Response perform(const Curl &curl, const std::string &path)
     curl_easy_setopt(curl.get(), CURLOPT_HEADERFUNCTION, append_header);
     curl_easy_setopt(curl.get(), CURLOPT_HEADERDATA, &response);
     const CURLcode result = curl_easy_perform(curl.get());
-    if (result == CURLE_OK) {
-        long status = 0;
-        curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
-        response.status = static_cast<int>(status);
-    } else if (result != CURLE_GOT_NOTHING) {
-        throw std::runtime_error(path + ": " + curl_easy_strerror(result));
-    }
+    if (result == CURLE_GOT_NOTHING) return response;
+    if (result != CURLE_OK) throw std::runtime_error(path + ": " + curl_easy_strerror(result));
+    long status = 0;
+    curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    response.status = static_cast<int>(status);
     return response;
 }
 
@@ -120,6 +88,26 @@ size_t read_content(char *to, size_t size, size_t count, void *from)
 }
 
 } // namespace
+
+std::string Response::header(const std::string &name) const
+{
+    std::string values;
+    for (const auto &[key, value] : headers) {
+        if (key == name) values += (values.empty() ? "" : "|") + value;
+    }
+    return values;
+}
+
+std::vector<std::string> Response::own_headers() const
+{
+    static const std::set<std::string> servers = {"date", "server", "content-length", "connection"};
+    std::vector<std::string> lines;
+    for (const auto &[key, value] : headers) {
+        if (!servers.contains(key)) lines.emplace_back(key).append(": ").append(value);
+    }
+    std::sort(lines.begin(), lines.end());
+    return lines;
+}
 
 Response HttpClient::request(const std::string &method, const std::string &path,
                              const std::string &body) const
@@ -143,12 +131,12 @@ Response HttpClient::upload(const std::string &path, const std::vector<Part> &pa
     std::deque<Source> sources;
     for (const Part &part : parts) {
         curl_mimepart *added = curl_mime_addpart(form.get());
-        const size_t length = part.content.size() * part.times;
+        const auto length = static_cast<curl_off_t>(part.content.size() * part.times);
         sources.push_back({&part});
         curl_mime_name(added, part.name.c_str());
         if (!part.filename.empty()) curl_mime_filename(added, part.filename.c_str());
-        curl_mime_data_cb(added, length_is_told ? static_cast<curl_off_t>(length) : -1,
-                          read_content, nullptr, nullptr, &sources.back());
+        curl_mime_data_cb(added, length_is_told ? length : -1, read_content, nullptr, nullptr,
+                          &sources.back());
     }
     curl_easy_setopt(curl.get(), CURLOPT_MIMEPOST, form.get());
     return perform(curl, "POST " + path);
@@ -166,7 +154,7 @@ int connect_to(int port)
     return -1;
 }
 
-RawConnection::RawConnection(int port) : fd(connect_to(port))
+RawConnection::RawConnection(int port) : fd(connect_to(port)), input(fdopen(fd, "r"))
 {
     const int on = 1;
     const timeval patience = {patience_seconds, 0};
@@ -178,46 +166,25 @@ RawConnection::RawConnection(int port) : fd(connect_to(port))
 
 RawConnection::~RawConnection()
 {
-    close(fd);
+    fclose(input);
 }
 
+/* When it is closed, the test sees that as it receives. */
 void RawConnection::send(const std::string &bytes)
 {
-    for (size_t sent = 0; sent < bytes.size();) {
-        const ssize_t n = ::send(fd, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-        if (n <= 0) return; /* closed: the test sees it when it receives */
-        sent += static_cast<size_t>(n);
-    }
-}
-
-bool RawConnection::receive_more()
-{
-    char bytes[4096];
-    const ssize_t n = recv(fd, bytes, sizeof(bytes), 0);
-    if (n > 0) received.append(bytes, static_cast<size_t>(n));
-    return n > 0;
+    ::send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
 Response RawConnection::receive()
 {
     Response response;
-    size_t end;
-    while ((end = received.find("\r\n\r\n")) == std::string::npos) {
-        if (!receive_more()) return response;
-    }
-    std::string head = received.substr(0, end + 2);
-    received.erase(0, end + 4);
-    response.status = std::stoi(head.substr(head.find(' ')));
-    for (size_t at = head.find('\n') + 1; at < head.size();) {
-        const size_t line_end = head.find('\n', at);
-        add_header_line(&response, head.substr(at, line_end - at));
-        at = line_end + 1;
-    }
+    char line[4096];
+    if (!fgets(line, sizeof(line), input)) return response;
+    response.status = std::stoi(strchr(line, ' '));
+    while (fgets(line, sizeof(line), input) && line[0] != '\r')
+        append_header(line, 1, strlen(line), &response);
     const std::string length = response.header("content-length");
-    const size_t body_len = length.empty() ? 0 : std::stoul(length);
-    while (received.size() < body_len && receive_more()) {
-    }
-    response.body = received.substr(0, body_len);
-    received.erase(0, response.body.size());
+    response.body.resize(length.empty() ? 0 : std::stoul(length));
+    response.body.resize(fread(response.body.data(), 1, response.body.size(), input));
     return response;
 }

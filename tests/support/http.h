@@ -1,6 +1,7 @@
 /* HTTP clients for the tests: a real one, and one that sends any bytes. */
 #pragma once
 
+#include <cstdio>
 #include <string>
 #include <utility>
 #include <vector>
@@ -60,8 +61,6 @@ public:
     Response receive();
 
 private:
-    bool receive_more();
-
     int fd;
-    std::string received;
+    FILE *input;
 };
