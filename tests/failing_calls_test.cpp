@@ -1,18 +1,9 @@
 /* Each allocation and each system call of the module fails in turn, once and
  * from then on, in requests of every kind. The sanitizers see crashes and
  * leaks. */
-#include "tests/support/failing_calls.h"
-
-#include <gtest/gtest.h>
-
-#include <fcntl.h>
 #include <unistd.h>
 
-#include <filesystem>
-#include <string>
-
-#include "server/hosting/hosting.h"
-#include "tests/support/module_host.h"
+#include "tests/support/module_test.h"
 
 namespace {
 
@@ -57,64 +48,37 @@ struct Outcome {
     int status; /* besides; -1: none */
 };
 const Outcome outcomes[] = {
-    {"malloc", false, true, -1},    {"calloc", true, false, 507}, {"realloc", false, false, 507},
-    {"send", false, true, -1},      {"recv", true, true, -1},     {"select", false, true, -1},
-    {"timeout", false, false, 408}, {"open", true, false, 0},     {"openat", true, false, -1},
-    {"mmap", false, false, 0},      {"write", true, false, -1},   {"unlinkat", true, false, -1},
-    {"close", true, false, -1},
+    {"malloc", false, true, -1}, {"calloc", true, false, 507},  {"realloc", false, false, 507},
+    {"send", false, true, -1},   {"recv", true, true, -1},      {"select", false, true, -1},
+    {"open", true, false, 0},    {"openat", true, false, -1},   {"mmap", false, false, 0},
+    {"write", true, false, -1},  {"unlinkat", true, false, -1}, {"close", true, false, -1},
 };
 
-size_t entries_of(const char *directory)
-{
-    const std::filesystem::directory_iterator entries(directory);
-    return static_cast<size_t>(std::distance(begin(entries), end(entries)));
-}
+const std::string upload =
+    "--XyZ\r\nContent-Disposition: form-data; name=\"packageName\"; filename=\"fw.bin\"\r\n\r\n";
 
 class FailingCalls : public ModuleTest {
 protected:
-    void TearDown() override
-    {
-        unlink(upload_body);
-        unlink("/mnt/data/fw.bin");
-        ModuleTest::TearDown();
-    }
-
-    /* In a memory chunk and a file chunk. */
-    void append_upload()
-    {
-        const std::string head =
-            "--XyZ\r\nContent-Disposition: form-data; name=\"packageName\"; "
-            "filename=\"fw.bin\"\r\n\r\nfirst";
-        const std::string rest = "rest\r\n--XyZ--\r\n";
-        const int fd = ::open(upload_body, O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        ASSERT_EQ(::write(fd, rest.data(), rest.size()), static_cast<ssize_t>(rest.size()));
-        ::close(fd);
-        hosted_add_request_header(con, "Content-Type", "multipart/form-data; boundary=XyZ");
-        hosted_append_memory(con, head);
-        hosted_append_file(con, upload_body, static_cast<int64_t>(rest.size()));
-    }
+    ~FailingCalls() override { unlink("/mnt/data/fw.bin"); }
 
     /* Everything but the hook itself. */
     void prepare(const Scenario &scenario)
     {
         forget_replies();
-        sent();
         will_reply(scenario.command, scenario.result, scenario.record);
-        hosted_connection_reset(con);
-        con->request.http_method = scenario.method;
-        hosted_set_path(con, scenario.path);
-        if (scenario.body == FORM) hosted_append_memory(con, "id[0]=1&port=5000&name=x");
-        if (scenario.body == UPLOAD) append_upload();
-        con->request.content_length = con->request_content_queue->bytes_in;
+        begin(scenario.method, scenario.path);
+        if (scenario.body == FORM) append_body({{"id[0]=1&port=5000&name=x"}});
+        if (scenario.body == UPLOAD) {
+            hosted_add_request_header(con, "Content-Type", "multipart/form-data; boundary=XyZ");
+            append_body({{upload + "first"}, {"rest\r\n--XyZ--\r\n", Piece::NAMED_FILE}});
+        }
     }
 
     void expect_good_exchange()
     {
         prepare(scenarios[0]);
-        EXPECT_EQ(run().body, R"([ {"ntp" : 0, "genlock" : 0, "talkback" : 0} ])");
+        EXPECT_EQ(answer().body, R"([ {"ntp" : 0, "genlock" : 0, "talkback" : 0} ])");
     }
-
-    static constexpr const char *upload_body = "/tmp/failing_calls_test.body";
 };
 
 void check(const Scenario &scenario, const Outcome &outcome, const Answer &answer)
@@ -130,37 +94,37 @@ void check(const Scenario &scenario, const Outcome &outcome, const Answer &answe
 
 TEST_F(FailingCalls, EndInTheirStatusAndLeaveNothingBehind)
 {
+    const uint64_t descriptors = open_descriptors();
     int injected = 0;
+    /* Lets the nth call fail. False when there are fewer. */
+    const auto inject = [&](const Scenario &scenario, const Outcome &outcome, int nth, bool on) {
+        SCOPED_TRACE(scenario.path + " "s + outcome.call + " " + std::to_string(nth));
+        prepare(scenario);
+        state->msg_buf_size = 16384; /* so that long replies need their realloc */
+        Answer answer;
+        {
+            const FailingCall failing(outcome.call, nth, on);
+            answer = this->answer();
+            if (failing.calls() < nth) return false;
+        }
+        ++injected;
+        check(scenario, outcome, answer);
+        expect_good_exchange();
+        begin(HTTP_METHOD_GET, "");
+        EXPECT_EQ(open_descriptors(), descriptors);
+        return true;
+    };
     for (const Scenario &scenario : scenarios) {
         prepare(scenario);
-        ASSERT_EQ(run().status, scenario.success) << scenario.path;
-        hosted_connection_reset(con);
-        const size_t descriptors = entries_of("/proc/self/fd");
+        ASSERT_EQ(answer().status, scenario.success) << scenario.path;
         for (const Outcome &outcome : outcomes) {
             for (const bool from_then_on : {false, true}) {
-                for (int nth = 1;; ++nth) {
-                    SCOPED_TRACE(scenario.path + " "s + outcome.call + " " + std::to_string(nth));
-                    prepare(scenario);
-                    state->msg_buf_size = 16384; /* so that long replies need their realloc */
-                    Answer answer;
-                    int calls;
-                    {
-                        const FailingCall failing(outcome.call, nth, from_then_on);
-                        answer = run();
-                        calls = failing.calls();
-                    }
-                    hosted_connection_reset(con);
-                    if (calls < nth) break;
-                    ++injected;
-                    check(scenario, outcome, answer);
-                    EXPECT_EQ(entries_of("/proc/self/fd"), descriptors);
-                    expect_good_exchange();
-                }
+                for (int nth = 1; inject(scenario, outcome, nth, from_then_on);) ++nth;
             }
         }
     }
     printf("%d failing calls injected into %zu kinds of requests\n", injected,
-           sizeof(scenarios) / sizeof(scenarios[0]));
+           std::size(scenarios));
     EXPECT_GT(injected, 200);
 }
 

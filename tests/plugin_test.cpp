@@ -1,24 +1,9 @@
 /* Registration, and the life of the module's state. */
 #include <gtest/gtest.h>
 
-#include <unistd.h>
-
-#include <string>
-
-#include "server/hosting/hosting.h"
-#include "tests/support/failing_calls.h"
 #include "tests/support/module_host.h"
 
-extern "C" int mod_kelto_sysmgmt_plugin_init(plugin *descriptor);
-
 namespace {
-
-int lowest_free_descriptor()
-{
-    const int fd = dup(0);
-    close(fd);
-    return fd;
-}
 
 class Registered : public testing::Test {
 protected:
@@ -43,34 +28,30 @@ TEST_F(Registered, FillsItsDescriptor)
     EXPECT_EQ(descriptor.cleanup(nullptr, nullptr), HANDLER_GO_ON);
 }
 
-TEST_F(Registered, NeedsTheDaemonToStart)
-{
-    const int before = lowest_free_descriptor();
-    EXPECT_EQ(descriptor.init(), nullptr);
-    EXPECT_EQ(lowest_free_descriptor(), before);
-}
-
 /* The leak checker sees what a failed init leaves behind. */
 TEST_F(Registered, GivesEverythingBackWhenItCannotStart)
 {
-    const DaemonSocket socket;
-    const int before = lowest_free_descriptor();
-    struct {
-        const char *name;
-        int made;
-    } const calls[] = {{"calloc", 6}, {"socket", 1}, {"fcntl", 1}, {"connect", 1}};
-    for (const auto &call : calls) {
-        for (int nth = 1; nth <= call.made; ++nth) {
-            SCOPED_TRACE(call.name + std::to_string(nth));
-            const FailingCall failing(call.name, nth);
+    const uint64_t before = open_descriptors();
+    the_daemon.listens = false;
+    EXPECT_EQ(descriptor.init(), nullptr);
+    EXPECT_EQ(open_descriptors(), before);
+    the_daemon = {};
+    const std::pair<const char *, int> calls[] = {
+        {"calloc", 6}, {"socket", 1}, {"fcntl", 1}, {"connect", 1}};
+    for (const auto &[name, made] : calls) {
+        for (int nth = 1; nth <= made; ++nth) {
+            SCOPED_TRACE(name + std::to_string(nth));
+            const FailingCall failing(name, nth);
             EXPECT_EQ(descriptor.init(), nullptr);
-            EXPECT_EQ(lowest_free_descriptor(), before);
+            EXPECT_EQ(open_descriptors(), before);
         }
-        const FailingCall failing(call.name, call.made + 1);
+        const FailingCall failing(name, made + 1);
         void *state = descriptor.init();
-        ASSERT_NE(state, nullptr) << call.name;
-        EXPECT_EQ(failing.calls(), call.made);
+        ASSERT_NE(state, nullptr) << name;
+        EXPECT_EQ(failing.calls(), made);
         descriptor.cleanup(nullptr, state);
+        the_daemon.closes();
+        EXPECT_EQ(open_descriptors(), before);
     }
 }
 

@@ -1,52 +1,24 @@
 /* The version tag is taken once in a process, so each case has one of its
  * own: death tests come before all others, and fork. */
-#include <gtest/gtest.h>
-
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
-#include <ctime>
-#include <string>
 
-#include "module/dispatcher.h"
-#include "server/hosting/hosting.h"
-#include "tests/support/module_host.h"
-
-extern "C" int mod_kelto_sysmgmt_plugin_init(plugin *descriptor);
-
-namespace {
-
-time_t now;
-
-} // namespace
-
-extern "C" time_t __real_time(time_t *out);
-extern "C" time_t __wrap_time(time_t *out)
-{
-    if (now == 0) return __real_time(out);
-    if (out) *out = now;
-    return now;
-}
+#include "tests/support/module_test.h"
 
 namespace {
 
 /* Asks for /x and prints where it is sent to. */
 void print_redirect(const std::string &reply, time_t at)
 {
-    now = at;
+    fixed_time = at;
     setenv("TZ", "UTC", 1);
-    const DaemonSocket socket;
     plugin descriptor = {};
     mod_kelto_sysmgmt_plugin_init(&descriptor);
     auto *state = static_cast<plugin_data *>(descriptor.init());
-    const int daemon = socket.accept_one();
-    if (reply.empty()) {
-        close(daemon);
-    } else if (write(daemon, reply.data(), reply.size()) < 0) {
-        _exit(2);
-    }
-    hosted_log_to_fd(-1);
+    if (reply.empty()) the_daemon.closes();
+    the_daemon.on_message = [&](const std::string &) { the_daemon.sends(reply); };
     connection *con = hosted_connection_new();
     for (int i = 0; i < 2; ++i) {
         hosted_connection_reset(con);

@@ -1,176 +1,165 @@
 #include "tests/support/module_host.h"
 
-#include <sys/socket.h>
-#include <sys/uio.h>
-#include <sys/un.h>
+#include <sanitizer/asan_interface.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <set>
+#include <sstream>
 
-#include "module/dispatcher.h"
-#include "server/hosting/hosting.h"
-#include "tests/support/failing_calls.h"
+#include "input/body.h"
 
-extern "C" int mod_kelto_sysmgmt_plugin_init(plugin *descriptor);
+std::vector<std::string> server_log;
+
+namespace fs = std::filesystem;
 
 namespace {
 
-constexpr const char *daemon_socket_path = "/tmp/sysmng_web_plugin.socket";
+/* What the bodies' pieces lie in, until a connection begins anew. */
+std::vector<std::unique_ptr<char[]>> blocks;
+std::vector<int> files;
 
-std::string read_exactly(int fd, size_t count)
+void keep_log_line(server *, const char *label, unsigned line, const char *text)
 {
-    std::string bytes(count, '\0');
-    const ssize_t got = recv(fd, bytes.data(), count, MSG_DONTWAIT | MSG_WAITALL);
-    bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
-    return bytes;
+    server_log.push_back(std::string(label) + "." + std::to_string(line) + ": " + text);
+}
+
+void forget_pieces()
+{
+    blocks.clear();
+    for (const int fd : files) close(fd);
+    files.clear();
+}
+
+std::string text_of(const buffer *b)
+{
+    return b->used > 0 ? std::string(b->ptr, b->used - 1) : std::string();
+}
+
+std::string joined(const std::set<std::string> &texts)
+{
+    std::string all;
+    for (const std::string &text : texts) all += "|" + text;
+    return all;
 }
 
 } // namespace
 
-std::string Answer::header(const std::string &name) const
+void require(bool holds, const char *what)
 {
-    for (const auto &[key, value] : headers) {
-        if (key == name) return value;
+    if (holds) return;
+    fprintf(stderr, "does not hold: %s\n", what);
+    abort();
+}
+
+void append_piece(connection *con, const Piece &piece)
+{
+    const size_t size = piece.bytes.size();
+    if (size == piece.offset) return;
+    if (piece.kind == Piece::MEMORY) {
+        blocks.push_back(std::make_unique<char[]>(size + 1));
+        memcpy(blocks.back().get(), piece.bytes.data(), size);
+        hosted_append_memory_view(con, {blocks.back().get(), size}, piece.offset);
+        return;
     }
-    return "";
-}
-
-DaemonSocket::DaemonSocket() : listener(::socket(AF_UNIX, SOCK_STREAM, 0))
-{
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    strcpy(address.sun_path, daemon_socket_path);
-    unlink(daemon_socket_path);
-    if (bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof(address)) != 0 ||
-        listen(listener, 64) != 0) {
-        ADD_FAILURE() << daemon_socket_path << ": " << strerror(errno);
+    int fd = memfd_create("body", MFD_CLOEXEC);
+    require(write(fd, piece.bytes.data(), size) == static_cast<ssize_t>(size), "a file");
+    const std::string name = "/proc/self/fd/" + std::to_string(fd);
+    if (piece.kind == Piece::NAMED_FILE) {
+        files.push_back(fd);
+        fd = -1;
     }
+    hosted_append_file(con, name, static_cast<int64_t>(size), fd);
 }
 
-DaemonSocket::~DaemonSocket()
+std::string text_of_uploads()
 {
-    close(listener);
-    unlink(daemon_socket_path);
+    std::set<std::string> files;
+    for (const auto &entry : fs::directory_iterator("/mnt/data")) {
+        std::ostringstream content;
+        if (fs::is_regular_file(entry.symlink_status())) {
+            content << std::ifstream(entry.path()).rdbuf();
+        } else {
+            content << "(not a file)";
+        }
+        files.insert(entry.path().filename().string() + ":" + content.str());
+    }
+    return joined(files);
 }
 
-int DaemonSocket::accept_one() const
+std::string text_of(const array *params)
 {
-    return accept(listener, nullptr, nullptr);
+    std::set<std::string> pairs;
+    for (size_t i = 0; i < params->used; ++i) {
+        const auto *entry = reinterpret_cast<const data_string *>(params->data[i]);
+        pairs.insert(text_of(entry->key) + "=" + text_of(entry->value));
+    }
+    return joined(pairs);
 }
 
-ModuleTest *ModuleTest::current;
-
-void ModuleTest::keep_log_line(server *, const char *label, unsigned line, const char *text)
+HostedModule::HostedModule()
 {
-    if (!current) return;
-    std::string kept = "(";
-    kept.append(label).append(".").append(std::to_string(line)).append(") ").append(text);
-    current->log.push_back(kept);
-}
-
-void ModuleTest::SetUp()
-{
-    current = this;
     hosted_log_to(keep_log_line);
-    after_send = answer_request;
-    ASSERT_EQ(mod_kelto_sysmgmt_plugin_init(&descriptor), 0);
+    require(mod_kelto_sysmgmt_plugin_init(&descriptor) == 0, "the module registers");
     state = static_cast<plugin_data *>(descriptor.init());
-    ASSERT_NE(state, nullptr);
-    state->id = 3;
-    daemon = socket.accept_one();
-    con = hosted_connection_new();
+    require(state != nullptr, "the module starts");
+    state->id = id;
 
     /* The first request of the process asks for the version. */
-    std::string info(1020, '\0');
-    info.replace(765, strlen(version), version);
-    will_reply(44, 1, info);
-    request(HTTP_METHOD_GET, "/views");
-    replies.clear();
-    sent();
-    log.clear();
+    the_daemon.on_message = [](const std::string &) {
+        the_daemon.sends(reply(44, 1, text_field("", 765) + text_field("rel5", 255)));
+    };
+    begin(HTTP_METHOD_GET, "/views");
+    run();
+    the_daemon.on_message = nullptr;
+    server_log.clear();
+    debug_output.clear();
 }
 
-void ModuleTest::TearDown()
+HostedModule::~HostedModule()
 {
-    hosted_connection_free(con);
     descriptor.cleanup(nullptr, state);
     buffer_free(descriptor.name);
-    close_daemon();
-    current = nullptr;
-    after_send = nullptr;
+    hosted_connection_free(con);
+    forget_pieces();
+    the_daemon.closes();
+    the_daemon = {};
 }
 
-void ModuleTest::will_reply(uint32_t command, uint32_t result, const std::string &record)
-{
-    will_send(reply(command, result, record));
-}
-
-void ModuleTest::will_send(const std::string &bytes)
-{
-    replies.push_back(bytes);
-}
-
-void ModuleTest::daemon_sends(const std::string &bytes) const
-{
-    /* No call that a test lets fail. */
-    iovec all = {const_cast<char *>(bytes.data()), bytes.size()};
-    ASSERT_EQ(writev(daemon, &all, 1), static_cast<ssize_t>(bytes.size()));
-}
-
-void ModuleTest::answer_request()
-{
-    if (current->replies.empty()) return;
-    const std::string bytes = current->replies.front();
-    current->replies.pop_front();
-    current->daemon_sends(bytes);
-}
-
-void ModuleTest::forget_replies()
-{
-    replies.clear();
-    SysMngClearQueue(state->conn);
-}
-
-void ModuleTest::close_daemon()
-{
-    if (daemon >= 0) close(daemon);
-    daemon = -1;
-}
-
-Answer ModuleTest::request(http_method_t method, const std::string &path, const std::string &form)
+void HostedModule::begin(http_method_t method, std::string_view path)
 {
     hosted_connection_reset(con);
+    forget_pieces();
     con->request.http_method = method;
-    con->request.content_length = static_cast<int64_t>(form.size());
     hosted_set_path(con, path);
-    if (!form.empty()) hosted_append_memory(con, form);
-    return run();
 }
 
-Answer ModuleTest::run()
+void HostedModule::append_body(const std::vector<Piece> &pieces)
 {
-    Answer answer = {};
-    answer.result = descriptor.handle_uri_clean(nullptr, con, state);
-    answer.status = con->http_status;
-    answer.finished = con->file_finished != 0;
-    answer.mode = con->mode;
-    if (con->uri.path->used > 0) answer.path = con->uri.path->ptr;
-    answer.body = hosted_response_body(con);
-    const array *headers = hosted_response_headers(con);
-    for (size_t i = 0; i < headers->used; ++i) {
-        const auto *entry = reinterpret_cast<const data_string *>(headers->data[i]);
-        answer.headers.emplace_back(entry->key->ptr, entry->value->ptr);
-    }
-    return answer;
+    for (const Piece &piece : pieces) append_piece(con, piece);
+    con->request.content_length = con->request_content_queue->bytes_in;
 }
 
-Sent ModuleTest::sent()
+handler_t HostedModule::decode(const std::vector<Piece> &pieces, const std::string &content_type)
 {
-    Sent last = {};
-    for (;;) {
-        const std::string head = read_exactly(daemon, 13);
-        if (head.size() < 13) return last;
-        last = {u32_at(head, 0), u32_at(head, 8), read_exactly(daemon, u32_at(head, 4) - 13)};
-        EXPECT_EQ(message(last.type, last.payload, last.tag), head + last.payload);
-    }
+    begin(HTTP_METHOD_PUT, "");
+    hosted_add_request_header(con, "content-type", content_type);
+    append_body(pieces);
+    array_reset(state->params);
+    return parse_query_params(nullptr, con, state);
+}
+
+handler_t HostedModule::run()
+{
+    guarded = state;
+    const handler_t result = descriptor.handle_uri_clean(nullptr, con, state);
+    guarded = nullptr;
+    ASAN_UNPOISON_MEMORY_REGION(state->msg_buf, state->msg_buf_size);
+    return result;
 }

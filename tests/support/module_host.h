@@ -1,91 +1,61 @@
 /* The module on the hosting layer, as a server would run it: registered and
- * initialised by its own hooks, connected to a socket whose other end the test
- * holds. Replies leave when the module has sent its request, so nothing here
- * needs a thread. */
+ * initialised by its own hooks, and connected to the daemon of calls.h. */
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
-#include <deque>
 #include <string>
-#include <utility>
+#include <string_view>
 #include <vector>
 
-#include "server/lighttpd.h"
+#include "server/hosting/hosting.h"
 #include "sysmng/plugin_data.h"
+#include "tests/support/calls.h"
 #include "tests/support/messages.h"
 
-/* A request as the daemon got it. */
-struct Sent {
-    uint32_t type;
-    uint32_t tag;
-    std::string payload;
+extern "C" int mod_kelto_sysmgmt_plugin_init(plugin *descriptor);
+
+/* Ends the process unless the condition holds. */
+void require(bool holds, const char *what);
+
+extern std::vector<std::string> server_log; /* "label.line: items" */
+
+/* One chunk of a request's body; its first `offset` bytes are not of the body. */
+struct Piece {
+    enum Kind { MEMORY, OPEN_FILE, NAMED_FILE };
+    std::string bytes;
+    Kind kind = MEMORY;
+    size_t offset = 0;
 };
 
-/* What the module made of a request. */
-struct Answer {
-    handler_t result;
-    int status;
-    bool finished;
-    size_t mode;
-    std::string path; /* as it is handed back to the server */
-    std::string body;
-    std::vector<std::pair<std::string, std::string>> headers;
+/* Appends to the body. Memory ends where the piece does. */
+void append_piece(connection *con, const Piece &piece);
 
-    std::string header(const std::string &name) const;
-};
+/* What a body left behind: the files in the upload directory as "|name:content", then the
+ * parameters as "|key=value", each kind sorted. */
+std::string text_of_uploads();
+std::string text_of(const array *params);
 
-/* Listens on the daemon's socket for as long as it lives. */
-class DaemonSocket {
+class HostedModule {
 public:
-    DaemonSocket();
-    ~DaemonSocket();
-    int accept_one() const;
+    static constexpr size_t id = 3; /* the plugin's index */
 
-private:
-    int listener;
-};
+    /* The version that the user interface's paths carry is "rel5". */
+    HostedModule();
+    ~HostedModule();
+    HostedModule(const HostedModule &) = delete;
+    HostedModule &operator=(const HostedModule &) = delete;
 
-class ModuleTest : public testing::Test {
-protected:
-    /* The version that the user interface's paths carry in every test. */
-    static constexpr const char *version = "rel5";
+    void begin(http_method_t method, std::string_view path);
 
-    void SetUp() override;
-    void TearDown() override;
+    /* Appends to the request's body, which is then whole. */
+    void append_body(const std::vector<Piece> &pieces);
 
-    /* What the daemon answers to the next request that has no answer yet: a
-     * reply, or any bytes; none means silence. */
-    void will_reply(uint32_t command, uint32_t result, const std::string &record);
-    void will_send(const std::string &bytes);
+    /* What the body decoder makes of a request with this body; the parameters are in `state`. */
+    handler_t decode(const std::vector<Piece> &pieces, const std::string &content_type);
 
-    /* Sends at once, asked or not. */
-    void daemon_sends(const std::string &bytes) const;
-
-    /* Forgets what the daemon was to answer, and what is on its way. */
-    void forget_replies();
-    void close_daemon();
-
-    Answer request(http_method_t method, const std::string &path, const std::string &form = "");
-
-    /* Runs the hook on `con` as it stands. */
-    Answer run();
-
-    /* The last request that the daemon got since this was asked; type 0: none. */
-    Sent sent();
+    handler_t run(); /* the hook, on `con` as it stands */
 
     plugin descriptor = {};
     plugin_data *state = nullptr;
-    connection *con = nullptr;
-    std::vector<std::string> log; /* "(label.line) items" */
-
-private:
-    static ModuleTest *current;
-    static void keep_log_line(server *srv, const char *label, unsigned line, const char *text);
-    static void answer_request();
-
-    DaemonSocket socket;
-    int daemon = -1;
-    std::deque<std::string> replies;
+    connection *con = hosted_connection_new();
 };

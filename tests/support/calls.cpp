@@ -1,0 +1,193 @@
+#include "tests/support/calls.h"
+
+#include <fcntl.h>
+#include <sanitizer/asan_interface.h>
+#include <sys/mman.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "sysmng/plugin_data.h"
+
+Daemon the_daemon;
+time_t fixed_time;
+timeval longest_wait;
+long paused_us;
+std::string debug_output;
+const plugin_data *guarded;
+
+namespace {
+
+struct {
+    std::string name; /* empty: nothing fails, nothing is counted */
+    int nth;
+    bool from_then_on;
+    int made;
+} failing;
+
+bool fails(const char *name, int error)
+{
+    if (failing.name != name) return false;
+    ++failing.made;
+    if (failing.nth == 0 || failing.made < failing.nth) return false;
+    if (failing.made > failing.nth && !failing.from_then_on) return false;
+    errno = error;
+    return true;
+}
+
+} // namespace
+
+FailingCall::FailingCall(const std::string &name, int nth, bool from_then_on)
+{
+    failing = {name, nth, from_then_on, 0};
+}
+
+FailingCall::~FailingCall()
+{
+    failing.name.clear();
+}
+
+int FailingCall::calls() const
+{
+    return failing.made;
+}
+
+/* A call that passes its arguments on unless it is to fail. With a 64-bit off_t
+ * the C library calls some of them by a second name. */
+#define WRAP(type, name, call, error, failure, parameters, arguments)    \
+    type __real_##call parameters;                                       \
+    type __wrap_##call parameters                                        \
+    {                                                                    \
+        return fails(name, error) ? (failure) : __real_##call arguments; \
+    }
+
+extern "C" {
+
+WRAP(void *, "malloc", malloc, ENOMEM, nullptr, (size_t size), (size))
+WRAP(void *, "calloc", calloc, ENOMEM, nullptr, (size_t count, size_t size), (count, size))
+WRAP(void *, "realloc", realloc, ENOMEM, nullptr, (void *old, size_t size), (old, size))
+WRAP(int, "socket", socket, EMFILE, -1, (int family, int type, int protocol),
+     (family, type, protocol))
+WRAP(int, "fcntl", fcntl64, EINVAL, -1, (int fd, int command, long argument),
+     (fd, command, argument))
+WRAP(int, "open", open64, EMFILE, -1, (const char *path, int flags, mode_t mode),
+     (path, flags, mode))
+WRAP(void *, "mmap", mmap64, ENOMEM, MAP_FAILED,
+     (void *at, size_t length, int protection, int flags, int fd, off_t offset),
+     (at, length, protection, flags, fd, offset))
+WRAP(int, "unlinkat", unlinkat, EACCES, -1, (int at, const char *path, int flags),
+     (at, path, flags))
+
+/* Uploads, which stay in their directory. */
+int __real_openat64(int at, const char *path, int flags, mode_t mode);
+int __wrap_openat64(int at, const char *path, int flags, mode_t mode)
+{
+    if (strchr(path, '/') || strcmp(path, "..") == 0) abort();
+    return fails("openat", ENOSPC) ? -1 : __real_openat64(at, path, flags, mode);
+}
+
+/* The descriptor is gone all the same, as Linux has it. */
+int __real_close(int fd);
+int __wrap_close(int fd)
+{
+    const int result = __real_close(fd);
+    return fails("close", EIO) ? -1 : result;
+}
+
+ssize_t __real_write(int fd, const void *bytes, size_t count);
+ssize_t __wrap_write(int fd, const void *bytes, size_t count)
+{
+    if (fails("write", ENOSPC)) return -1;
+    if (fd != STDERR_FILENO) return __real_write(fd, bytes, count);
+    debug_output.append(static_cast<const char *>(bytes), count);
+    return static_cast<ssize_t>(count);
+}
+
+/* The module's end of a pair of sockets takes the place of `fd`. */
+int __wrap_connect(int fd, const sockaddr *to, socklen_t)
+{
+    const auto *address = reinterpret_cast<const sockaddr_un *>(to);
+    const bool heard =
+        the_daemon.listens && strcmp(address->sun_path, "/tmp/sysmng_web_plugin.socket") == 0;
+    int ends[2];
+    if (fails("connect", EAGAIN) || !heard || socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
+        return -1;
+    __real_fcntl64(ends[0], F_SETFL, __real_fcntl64(fd, F_GETFL, 0));
+    dup2(ends[0], fd);
+    __real_close(ends[0]);
+    the_daemon.fd = ends[1];
+    return 0;
+}
+
+ssize_t __real_recv(int fd, void *bytes, size_t count, int flags);
+ssize_t __wrap_recv(int fd, void *bytes, size_t count, int flags)
+{
+    if (fails("recv", EIO)) return -1;
+    const ssize_t got = __real_recv(fd, bytes, count, flags);
+    if (guarded && bytes == guarded->msg_buf && got > 0) {
+        ASAN_POISON_MEMORY_REGION(static_cast<char *>(bytes) + got,
+                                  guarded->msg_buf_size - static_cast<size_t>(got));
+    }
+    return got;
+}
+
+ssize_t __real_send(int fd, const void *bytes, size_t count, int flags);
+ssize_t __wrap_send(int fd, const void *bytes, size_t count, int flags)
+{
+    if (fails("send", EPIPE)) return -1;
+    const ssize_t sent = __real_send(fd, bytes, count, flags);
+    if (sent <= 0) return sent;
+    std::string message(static_cast<size_t>(sent), '\0');
+    __real_recv(the_daemon.fd, message.data(), message.size(), MSG_WAITALL);
+    if (the_daemon.on_message) the_daemon.on_message(message);
+    return sent;
+}
+
+int __real_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout);
+int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout)
+{
+    if (fails("select", EBADF)) return -1;
+    if (count == 0) {
+        paused_us += timeout->tv_usec;
+        const std::string left = the_daemon.in_pauses;
+        const size_t half = left.size() - left.size() / 2;
+        the_daemon.sends(left.substr(0, half));
+        the_daemon.in_pauses = left.substr(half);
+        return 0;
+    }
+    longest_wait = *timeout;
+    timeval none = {0, 0};
+    return __real_select(count, read, write, except, &none);
+}
+
+time_t __real_time(time_t *out);
+time_t __wrap_time(time_t *out)
+{
+    if (fixed_time == 0) return __real_time(out);
+    if (out) *out = fixed_time;
+    return fixed_time;
+}
+}
+
+void Daemon::sends(const std::string &bytes) const
+{
+    __real_send(fd, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+void Daemon::closes()
+{
+    if (fd != -1) __real_close(fd);
+    fd = -1;
+}
+
+uint64_t open_descriptors()
+{
+    uint64_t open = 0;
+    for (int fd = 0; fd < 64; ++fd) open = open << 1 | (__real_fcntl64(fd, F_GETFD, 0) != -1);
+    return open;
+}
