@@ -25,24 +25,28 @@ struct Sequence {
 
 void act(Sequence &sequence, Daemon what, const std::string &bytes, uint32_t command)
 {
-    const std::string good = good_reply(command), half = good.substr(0, good.size() / 2);
+    const std::string good = good_reply(command);
     const std::string list = text_field(bytes, bytes.size() % 50 * 510);
-    const std::string now[] = {/* in the order of the names */
-                               good,
-                               good.substr(0, 14),
-                               reply(command, 2, list),
-                               message(0, bytes),
-                               bytes,
-                               good_reply(command + 1),
-                               half,
-                               "",
-                               "",
-                               good + good,
-                               bytes};
-    daemon_sends(now[what], what == SLOW ? good.substr(14) : "");
-    if (what == WRONG_ECHO || what == LATE) sequence.afterwards = good;
-    if (what == HALF) sequence.afterwards = good.substr(half.size());
-    if (what == CLOSES) daemon_closes();
+    const size_t half = good.size() / 2;
+    const struct {
+        std::string now, in_pauses, afterwards;
+    } daemon[] = {
+        {good, "", ""}, /* in the order of the names */
+        {good.substr(0, 14), good.substr(14), ""},
+        {reply(command, 2, list), "", ""},
+        {message(0, bytes), "", ""},
+        {bytes, "", ""},
+        {good_reply(command + 1), "", good},
+        {good.substr(0, half), "", good.substr(half)},
+        {"", "", ""},
+        {"", "", good},
+        {good + good, "", ""},
+        {bytes, "", ""},
+    };
+    the_daemon.sends(daemon[what].now);
+    the_daemon.in_pauses = daemon[what].in_pauses;
+    sequence.afterwards = daemon[what].afterwards;
+    if (what == CLOSES) the_daemon.closes();
     sequence.connected = what != CLOSES;
     ++sequence.commands;
 }
@@ -61,7 +65,7 @@ void send_body(Module &module, FuzzedDataProvider &input)
     handler_t result = module.run();
     for (size_t i = 0; i < pieces.size() && result == HANDLER_WAIT_FOR_EVENT; ++i) {
         if (i + 1 == given_up) return;
-        if (files_lost && pieces[i].in_file) {
+        if (files_lost && pieces[i].kind == Piece::OPEN_FILE) {
             hosted_append_file(con, "lost", static_cast<int64_t>(pieces[i].bytes.size()));
         } else {
             append_piece(con, pieces[i]);
@@ -91,26 +95,29 @@ void request(Sequence &sequence, FuzzedDataProvider &input)
     const auto what = static_cast<Daemon>(input.ConsumeIntegralInRange<int>(GOOD, CLOSES));
     const std::string bytes = input.ConsumeRandomLengthString();
     if (chosen < route_count) {
-        sequence.module.begin(routes[chosen],
-                              routes[chosen].actions[input.ConsumeIntegralInRange(0, 2)]);
+        const Action &action = routes[chosen].actions[input.ConsumeIntegralInRange(0, 2)];
+        sequence.module.begin(routes[chosen], action);
     } else {
         const auto method = input.ConsumeIntegralInRange<int>(-1, HTTP_METHOD_OPTIONS);
         sequence.module.begin(static_cast<http_method_t>(method),
                               input.ConsumeRandomLengthString());
     }
     sequence.commands = 0;
-    on_command = [&](uint32_t command) { act(sequence, what, bytes, command); };
+    the_daemon.on_message = [&](const std::string &message) {
+        act(sequence, what, bytes, command_of(message));
+    };
     send_body(sequence.module, input);
     if (sequence.commands > 0) check(sequence, what);
-    daemon_sends(sequence.afterwards);
-    sequence.afterwards.clear();
+    the_daemon.sends(std::exchange(sequence.afterwards, ""));
 }
 
 /* Whatever happened, a good exchange gives its own answer, at the latest when
  * all that was left over is used up; without a daemon it fails at once. */
 void probe(Sequence &sequence)
 {
-    on_command = [](uint32_t command) { daemon_sends(reply(command, 1, std::string(32, 'M'))); };
+    the_daemon.on_message = [](const std::string &message) {
+        the_daemon.sends(reply(command_of(message), 1, std::string(32, 'M')));
+    };
     for (int round = -2; round < sequence.left_over; ++round) {
         sequence.module.begin(HTTP_METHOD_GET, "/api/changes");
         sequence.module.run();
@@ -125,8 +132,6 @@ void probe(Sequence &sequence)
 
 void fuzz_one(FuzzedDataProvider &input)
 {
-    static const bool unused = fs::is_empty("/mnt/data");
-    require(unused, "the upload directory is not in use");
     Sequence sequence;
     for (int n = 0; n < 8 && input.remaining_bytes() > 0; ++n) request(sequence, input);
     probe(sequence);

@@ -38,9 +38,9 @@ void fuzz_one(FuzzedDataProvider &input)
 
     Module module;
     int commands = 0;
-    on_command = [&](uint32_t command) {
+    the_daemon.on_message = [&](const std::string &bytes) {
         ++commands;
-        daemon_sends(good_reply(command));
+        the_daemon.sends(good_reply(command_of(bytes)));
     };
     module.begin(static_cast<http_method_t>(method), path);
     module.con->mode = mode;

@@ -41,11 +41,12 @@ void fuzz_one(FuzzedDataProvider &input)
     require(strnlen(field.data(), field.size()) < field.size(), "a text ends in its field");
 
     Module module;
-    on_command = [&](uint32_t command) {
+    the_daemon.on_message = [&](const std::string &bytes) {
+        const uint32_t command = command_of(bytes);
         const auto claimed = static_cast<uint32_t>(static_cast<int>(length) + surplus);
         const uint32_t echo = command + ((faults & WRONG_ECHO) != 0);
         const std::string good = reply(echo, (faults & REFUSED) == 0, claimed, record);
-        daemon_sends((faults & WRONG_TYPE) != 0 ? message(7, good.substr(13)) : good);
+        the_daemon.sends((faults & WRONG_TYPE) != 0 ? message(7, good.substr(13)) : good);
     };
     std::string answer;
     for (int round = 0; round < 2; ++round) { /* the second one has a grown buffer */

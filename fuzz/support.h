@@ -1,31 +1,17 @@
-/* What the fuzz targets share: bodies in pieces, and the module on the hosting
- * layer with a daemon that acts while the module sends to it. */
+/* What the fuzz targets share: bodies in pieces, and checks of every answer of
+ * the hosted module. */
 #pragma once
 
 #include <fuzzer/FuzzedDataProvider.h>
 
-#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "module/routes.h"
-#include "server/hosting/hosting.h"
-#include "sysmng/plugin_data.h"
-#include "tests/support/messages.h"
+#include "tests/support/module_host.h"
 
 /* Each target's one function. A descriptor that it leaves open is a fault. */
 void fuzz_one(FuzzedDataProvider &input);
-
-/* Ends the process unless the condition holds. */
-void require(bool holds, const char *what);
-
-/* One chunk of a body; its first `offset` bytes are not of the body. */
-struct Piece {
-    std::string bytes;
-    size_t offset = 0;
-    bool in_file = false;
-};
 
 /* How a body is cut into pieces, and what it begins with. */
 struct Cuts {
@@ -40,37 +26,20 @@ struct Cuts {
 /* The body in one piece, behind an offset. */
 Piece undivided(const std::string &body);
 
-/* Appends to the request's body. Memory ends where the piece does. */
-void append_piece(connection *con, const Piece &piece);
-
-/* What the decoder makes of a body, as key=value lines. Every key is looked up. */
-std::string decode(const std::vector<Piece> &pieces, const std::string &content_type);
-
-/* The module, from its init hook to its cleanup. The version is "rel5". */
-class Module {
+class Module : public HostedModule {
 public:
-    Module();
-    ~Module();
-    void begin(http_method_t method, std::string_view path);
+    using HostedModule::begin;
     void begin(const Route &route, const Action &action);
 
-    /* Runs the hook and checks what all answers have in common. While it runs,
-     * nothing behind a received reply can be read. */
+    /* What the decoder makes of a body. Every key is looked up. */
+    std::string decode(const std::vector<Piece> &pieces, const std::string &content_type);
+
+    /* Runs the hook and checks what all answers have in common. */
     handler_t run();
-
-    connection *con = hosted_connection_new();
-
-private:
-    plugin descriptor = {};
-    plugin_data *state;
 };
 
-/* Called with each command, while the module sends it. */
-extern std::function<void(uint32_t command)> on_command;
-
-/* What is sent `in_pauses` waits until the module does. */
-void daemon_sends(const std::string &bytes, const std::string &in_pauses = "");
-void daemon_closes();
+/* The command of a message that the daemon got. */
+uint32_t command_of(const std::string &bytes);
 
 /* A reply that the command's handler accepts. */
 std::string good_reply(uint32_t command);
