@@ -71,6 +71,9 @@ function showDevice() {
 }
 
 byId("nav").append(el("ul", {}, ...links.map((link) => el("li", {}, link))));
+// The page that shows the API is there when it was built.
+fetch("reference/index.html", { method: "HEAD" }).then((answer) => answer.ok &&
+  byId("nav").firstChild.append(el("li", {}, el("a", { href: "reference/index.html" }, "API"))), () => {});
 byId("menu").addEventListener("click", () => openMenu(byId("menu").getAttribute("aria-expanded") === "false"));
 byId("skip").addEventListener("click", (event) => {
   event.preventDefault(); // the address belongs to the views
