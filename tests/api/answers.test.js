@@ -64,7 +64,8 @@ async function check(operation, answer) {
     for (const [header, { schema }] of Object.entries(described.headers ?? {})) {
         assert.equal(answer.headers.get(header), schema.const, name);
     }
-    if (body === '' || !described.content) {
+    /* Of the answers that are described with a body only a 507 may lack it. */
+    if (!described.content || (body === '' && answer.status === 507)) {
         assert.equal(body, '', name);
         return answer.status;
     }
@@ -73,6 +74,7 @@ async function check(operation, answer) {
     const validate = ajv.compile(JSON.parse(
         JSON.stringify(content.schema).replaceAll('"#/', '"api#/')));
     /* Only the list that is cut is no JSON. */
+    assert.notEqual(body, '', `${name} has no body`);
     const value = content.schema.type === 'string' ? body : JSON.parse(body);
     assert.ok(validate(value), `${name}: ${ajv.errorsText(validate.errors)}: ${body}`);
     return answer.status;
