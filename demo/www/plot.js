@@ -45,7 +45,8 @@ export function makePlot(unit, series) {
   const legend = el("ul", { class: "legend" },
     ...series.map(({ name }, i) => el("li", { class: `key-${i + 1}` }, name, " ", values[i])));
   const element = el("figure", { class: "plot" }, legend,
-    el("div", { class: "canvas", "aria-hidden": "true" }, el("div", { class: "scale" }, ...scale), picture),
+    el("div", { class: "canvas", "aria-hidden": "true" }, el("div", { class: "scale" }, ...scale),
+      el("div", { class: "picture" }, picture)),
     el("div", { class: "times", "aria-hidden": "true" }, ...["−3 min", "−2 min", "−1 min", "now"].map((text) => el("span", {}, text))));
 
   function update(samples) {

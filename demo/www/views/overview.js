@@ -34,7 +34,8 @@ function channelCard() {
     { key: "system", name: "System" }, { key: "video", name: "Video" }, { key: "audio", name: "Audio" },
   ]);
   const details = facts([
-    ["Source", ({ channel }) => [named(protocols, channel.protocol), endpoint(channel)].filter(Boolean).join(" ")],
+    ["Protocol", ({ channel }) => named(protocols, channel.protocol)],
+    ["Address", ({ channel }) => endpoint(channel)],
     ["Input", ({ channel }) => named(inputs, channel.channelInput)],
     ["Picture", ({ channel }) => channel.resolution],
     ["Sound", ({ info }) => info.audio.channels && `${info.audio.channels} channels, ${amount(info.audio.samplingFrequency / 1000, "kHz")}`],
