@@ -168,8 +168,10 @@ const Case cases[] = {
 
 TEST_F(Multipart, GivesTheSameHoweverItIsCut)
 {
+    size_t cuts = 0;
     for (const auto &[title, body, result] : cases) {
         SCOPED_TRACE(title);
+        cuts += body.size() - 1 + 11;
         ASSERT_EQ(result_of(body), result);
         ASSERT_EQ(result_of({behind_headers(body)}), result);
         for (size_t at = 1; at < body.size(); ++at) {
@@ -180,6 +182,7 @@ TEST_F(Multipart, GivesTheSameHoweverItIsCut)
         for (size_t length = 1; length < 12; ++length)
             ASSERT_EQ(result_of(pieces_of(body, length)), result) << "pieces of " << length;
     }
+    printf("%zu ways to cut multipart bodies tried\n", cuts);
 }
 
 TEST_F(Multipart, StoresNothingOutsideTheDirectory)

@@ -94,7 +94,7 @@ bool FakeDaemon::serve(int fd)
     for (const Step &step : choose_answer(command)) {
         if (step.hangs_up) return false;
         send(fd, step.bytes.data(), step.bytes.size(), MSG_NOSIGNAL);
-        usleep(step.pause_us);
+        usleep(static_cast<useconds_t>(step.pause_ms) * 1000);
     }
     return true;
 }

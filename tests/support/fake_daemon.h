@@ -16,11 +16,11 @@ constexpr const char *daemon_socket_path = "/tmp/sysmng_web_plugin.socket";
 /* One thing that the daemon does for a request. */
 struct Step {
     std::string bytes;
-    unsigned pause_us = 0;
+    int pause_ms = 0;
     bool hangs_up = false;
 
     static Step send(const std::string &bytes) { return {bytes}; }
-    static Step pause(unsigned milliseconds) { return {"", milliseconds * 1000}; }
+    static Step pause(int milliseconds) { return {"", milliseconds}; }
     static Step hang_up() { return {"", 0, true}; }
 };
 using Answer = std::vector<Step>; /* none: silence */

@@ -23,7 +23,7 @@ namespace {
 
 /* What the bodies' pieces lie in, until a connection begins anew. */
 std::vector<std::unique_ptr<char[]>> blocks;
-std::vector<int> files;
+std::vector<int> named_files;
 
 void keep_log_line(server *, const char *label, unsigned line, const char *text)
 {
@@ -33,8 +33,8 @@ void keep_log_line(server *, const char *label, unsigned line, const char *text)
 void forget_pieces()
 {
     blocks.clear();
-    for (const int fd : files) close(fd);
-    files.clear();
+    for (const int fd : named_files) close(fd);
+    named_files.clear();
 }
 
 std::string text_of(const buffer *b)
@@ -72,7 +72,7 @@ void append_piece(connection *con, const Piece &piece)
     require(write(fd, piece.bytes.data(), size) == static_cast<ssize_t>(size), "a file");
     const std::string name = "/proc/self/fd/" + std::to_string(fd);
     if (piece.kind == Piece::NAMED_FILE) {
-        files.push_back(fd);
+        named_files.push_back(fd);
         fd = -1;
     }
     hosted_append_file(con, name, static_cast<int64_t>(size), fd);
