@@ -81,6 +81,7 @@ async function check(operation, answer) {
 }
 
 function fault(text) {
+    demo.stdout.resume(); /* Node 18 leaves it paused after the first lines */
     demo.stdin.write(`clear\nfault ${text}\n`);
     return new Promise((resolve) => demo.stdout.once('data', resolve));
 }
