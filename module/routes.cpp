@@ -2,8 +2,11 @@
 
 #include <regex.h>
 
+#include <array>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "module/handlers.h"
 
@@ -14,7 +17,7 @@ constexpr http_method_t PUT = HTTP_METHOD_PUT;
 constexpr http_method_t DELETE = HTTP_METHOD_DELETE;
 } // namespace
 
-const Route routes[] = {
+constexpr Route routes[] = {
     {"/api/stream", "GET,POST", {{GET, handle_stream_get}, {POST, handle_stream_post}}},
     {"^/api/stream/([0-9]+)$",
      "GET,PUT,DELETE",
@@ -85,7 +88,85 @@ const Route routes[] = {
 };
 const size_t route_count = sizeof(routes) / sizeof(routes[0]);
 
+/* Not constexpr: to reach it stops the compilation. */
+namespace route_check {
+void path_cannot_be_indexed();
+}
+
 namespace {
+
+/* A path leads to its route by its stem: all of it, or what stands in front of
+ * the number at its end. Stems of the same length are told apart by their last
+ * bytes first. The index of them is made while compiling. */
+struct Stem {
+    uint64_t ending;
+    const char *text;
+    const Route *route;
+};
+
+constexpr size_t ending_size = sizeof(uint64_t);
+constexpr size_t longest_stem = 48;
+
+struct Index {
+    Stem stems[sizeof(routes) / sizeof(routes[0])]; /* in the order of their lengths */
+    uint8_t first[longest_stem + 2];                /* of each length */
+};
+
+constexpr bool is_pattern(const Route &route)
+{
+    return route.path[0] == '^';
+}
+
+constexpr bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+constexpr size_t stem_length(const Route &route)
+{
+    const std::string_view path = route.path;
+    return is_pattern(route) ? path.find('(') - 1 : path.size();
+}
+
+constexpr uint64_t ending_of(const char *text, size_t length)
+{
+    std::array<char, ending_size> bytes = {};
+    for (size_t i = 0; i < ending_size; ++i) bytes[i] = text[length - ending_size + i];
+    return std::bit_cast<uint64_t>(bytes);
+}
+
+consteval Index index_of_routes()
+{
+    Index index = {};
+    size_t made = 0;
+    for (size_t length = 0; length <= longest_stem; ++length) {
+        index.first[length] = static_cast<uint8_t>(made);
+        for (const Route &route : routes) {
+            if (stem_length(route) != length) continue;
+            const char *text = route.path + is_pattern(route);
+            if (length < ending_size || is_digit(text[length - 1]))
+                route_check::path_cannot_be_indexed();
+            index.stems[made++] = {ending_of(text, length), text, &route};
+        }
+    }
+    index.first[longest_stem + 1] = static_cast<uint8_t>(made);
+    if (made != sizeof(routes) / sizeof(routes[0])) route_check::path_cannot_be_indexed();
+    return index;
+}
+
+constexpr Index stem_index = index_of_routes();
+
+const Route *route_of_stem(const char *path, size_t length)
+{
+    if (length < ending_size || length > longest_stem) return nullptr;
+    uint64_t ending;
+    memcpy(&ending, path + length - ending_size, ending_size);
+    const Stem *const end = stem_index.stems + stem_index.first[length + 1];
+    for (const Stem *stem = stem_index.stems + stem_index.first[length]; stem < end; ++stem) {
+        if (stem->ending == ending && memcmp(stem->text, path, length) == 0) return stem->route;
+    }
+    return nullptr;
+}
 
 struct Pattern {
     regex_t compiled;
@@ -93,11 +174,6 @@ struct Pattern {
 };
 
 Pattern patterns[sizeof(routes) / sizeof(routes[0])]; /* of the routes with one */
-
-bool is_pattern(const Route &route)
-{
-    return route.path[0] == '^';
-}
 
 void compile_patterns()
 {
@@ -123,13 +199,15 @@ bool matches_pattern(const Pattern &pattern, const char *path, int32_t *id)
 RouteMatch find_route(const char *path)
 {
     compile_patterns();
+    const size_t length = strlen(path);
+    size_t stem = length;
+    while (stem > 0 && is_digit(path[stem - 1])) --stem;
+    const Route *route = route_of_stem(path, stem);
     int32_t id = 0;
-    for (size_t i = 0; i < route_count; ++i) {
-        const bool matches = is_pattern(routes[i]) ? matches_pattern(patterns[i], path, &id)
-                                                   : strcmp(path, routes[i].path) == 0;
-        if (matches) return {&routes[i], id};
-    }
-    return {nullptr, 0};
+    const bool matches =
+        route && (is_pattern(*route) ? matches_pattern(patterns[route - routes], path, &id)
+                                     : stem == length);
+    return matches ? RouteMatch{route, id} : RouteMatch{nullptr, 0};
 }
 
 const Action *find_action(const Route &route, http_method_t method)
