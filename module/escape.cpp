@@ -9,19 +9,49 @@ namespace {
 /* What the compiler makes vector instructions of, where the target has some. */
 constexpr size_t block_size = 16;
 using Block = uint8_t __attribute__((vector_size(block_size)));
+using Found = decltype(Block() == Block());
 
-/* How many bytes of a block stand before its first NUL or special character. */
-size_t plain_bytes(const char *text)
+/* The bytes of a block that are NULs or special characters. */
+Found found_in(const char *text)
 {
     Block block;
     memcpy(&block, text, block_size);
     /* '<' and '>' differ in one bit. */
-    const auto found = (block == 0) | (block == '"') | (block == '\\') | ((block | 2) == '>');
+    return (block == 0) | (block == '"') | (block == '\\') | ((block | 2) == '>');
+}
+
+/* The same, a byte that is not 0 for each of them. */
+struct Marks {
     uint64_t halves[2];
-    memcpy(halves, &found, block_size);
-    if (halves[0]) return static_cast<size_t>(__builtin_ctzll(halves[0])) / 8;
-    if (halves[1]) return static_cast<size_t>(__builtin_ctzll(halves[1])) / 8 + 8;
-    return block_size;
+};
+
+Marks marks_of(Found found)
+{
+    Marks marks;
+    memcpy(&marks, &found, block_size);
+    return marks;
+}
+
+bool any(Marks marks)
+{
+    return (marks.halves[0] | marks.halves[1]) != 0;
+}
+
+size_t first(uint64_t marks)
+{
+    return static_cast<unsigned>(__builtin_ctzll(marks)) / 8;
+}
+
+size_t first(Marks marks)
+{
+    return marks.halves[0] ? first(marks.halves[0]) : 8 + first(marks.halves[1]);
+}
+
+constexpr uint64_t lowest_bits = 0x0101010101010101;
+
+size_t count(uint64_t marks)
+{
+    return static_cast<size_t>((marks & lowest_bits) * lowest_bits >> 56);
 }
 
 size_t length_between(const char *begin, const char *end)
@@ -29,39 +59,112 @@ size_t length_between(const char *begin, const char *end)
     return static_cast<size_t>(end - begin);
 }
 
-/* What stands for a character; null for one that stands for itself. */
-const char *replacement_of(char c)
+bool is_entity(char c)
 {
-    switch (c) {
-        case '<': return "&lt;";
-        case '>': return "&gt;";
-        case '"': return "\\\"";
-        case '\\': return "\\\\";
-        default: return nullptr;
-    }
+    return c == '<' || c == '>';
 }
 
-/* Writes one character. False when it does not fit whole. */
-bool put_character(char **out, const char *out_end, char c)
+bool is_special(char c)
 {
-    const char *replacement = replacement_of(c);
-    const size_t length = replacement ? strlen(replacement) : 1;
-    if (length > length_between(*out, out_end)) return false;
-    memcpy(*out, replacement ? replacement : &c, length);
-    *out += length;
+    return is_entity(c) || c == '"' || c == '\\';
+}
+
+/* Writes what stands for a special character. */
+char *put_replacement(char *out, char c)
+{
+    if (is_entity(c)) {
+        memcpy(out, c == '<' ? "&lt;" : "&gt;", 4);
+        return out + 4;
+    }
+    out[0] = '\\';
+    out[1] = c;
+    return out + 2;
+}
+
+/* One by one, up to a NUL or a character that does not fit whole. */
+char *put_each(char *out, const char *out_end, const char *text, const char *text_end)
+{
+    for (; text < text_end && *text != '\0'; ++text) {
+        const size_t length = is_entity(*text) ? 4 : is_special(*text) ? 2 : 1;
+        if (length > length_between(out, out_end)) break;
+        if (length > 1) {
+            out = put_replacement(out, *text);
+        } else {
+            *out++ = *text;
+        }
+    }
+    return out;
+}
+
+/* Writes what stands for the text from `plain` up to the last marked character
+ * of eight, and leaves `plain` behind it. False at a NUL. There is room for a
+ * block more than that, and as much to read. */
+inline bool put_marked(char *&out, const char *&plain, const char *eight, uint64_t marks)
+{
+    for (marks &= lowest_bits; marks; marks &= marks - 1) {
+        const char *special = eight + first(marks);
+        memcpy(out, plain, block_size);
+        out += special - plain;
+        if (*special == '\0') return false;
+        out = put_replacement(out, *special);
+        plain = special + 1;
+    }
     return true;
 }
 
-bool is_plain(const char *text, size_t length)
+/* The rest of a text that has special characters. Not inline: the others are
+ * quicker without it. */
+[[gnu::noinline]] char *put_rest(char *out, const char *out_end, const char *text,
+                                 const char *text_end)
 {
-    size_t i = 0;
-    for (; length - i >= block_size; i += block_size) {
-        if (plain_bytes(text + i) < block_size) return false;
+    for (; length_between(out, out_end) >= block_size; text += block_size) {
+        const Marks marks = marks_of(found_in(text));
+        if (!any(marks)) {
+            memcpy(out, text, block_size);
+            out += block_size;
+            continue;
+        }
+        const size_t most = block_size + 3 * (count(marks.halves[0]) + count(marks.halves[1]));
+        if (length_between(out, out_end) < most + block_size) break;
+        const char *plain = text;
+        if (!put_marked(out, plain, text, marks.halves[0])) return out;
+        if (!put_marked(out, plain, text + 8, marks.halves[1])) return out;
+        memcpy(out, plain, block_size);
+        out += text + block_size - plain;
     }
-    for (; i < length; ++i) {
-        if (replacement_of(text[i])) return false;
+    /* A room that plain characters fill up takes them at once. */
+    const size_t room = length_between(out, out_end);
+    if (room < block_size && length_between(text, text_end) >= block_size) {
+        const Marks marks = marks_of(found_in(text));
+        if (!any(marks) || first(marks) >= room) {
+            memcpy(out, text, room);
+            return out + room;
+        }
     }
-    return true;
+    return put_each(out, out_end, text, text_end);
+}
+
+/* How many bytes stand before the first NUL or special character. */
+size_t plain_bytes(const char *text, size_t width)
+{
+    constexpr size_t four = 4 * block_size;
+    size_t at = 0;
+    for (; width - at >= four; at += four) {
+        const char *blocks = text + at;
+        if (any(marks_of(found_in(blocks) | found_in(blocks + block_size) |
+                         found_in(blocks + 2 * block_size) | found_in(blocks + 3 * block_size)))) {
+            break;
+        }
+    }
+    while (width - at >= block_size) {
+        const Marks marks = marks_of(found_in(text + at));
+        if (any(marks)) return at + first(marks);
+        at += block_size;
+        /* The end is looked at with some of what stands before it. */
+        if (at < width && width - at < block_size) at = width - block_size;
+    }
+    while (at < width && text[at] != '\0' && !is_special(text[at])) ++at;
+    return at;
 }
 
 /* The field as it was; one for the process, made when first needed. */
@@ -72,34 +175,37 @@ buffer *scratch;
 char *put_escaped(char *out, const char *text, uint32_t width)
 {
     const char *const text_end = text + width;
-    char *const out_end = out + width - 1;
-    while (length_between(text, text_end) >= block_size &&
-           length_between(out, out_end) >= block_size) {
+    const char *const out_end = out + width - 1;
+    /* Never more is read than written: where there is room for a block, there
+     * is one to read. */
+    for (; length_between(out, out_end) >= block_size; out += block_size, text += block_size) {
         memcpy(out, text, block_size);
-        const size_t plain = plain_bytes(text);
-        out += plain;
-        text += plain;
-        if (plain == block_size) continue;
-        if (*text == '\0' || !put_character(&out, out_end, *text++)) return out;
+        const Marks marks = marks_of(found_in(text));
+        if (!any(marks)) continue;
+        const size_t plain = first(marks);
+        if (text[plain] == '\0') return out + plain;
+        break;
     }
-    while (text < text_end && *text != '\0' && put_character(&out, out_end, *text)) ++text;
-    return out;
+    return put_rest(out, out_end, text, text_end);
 }
 
 char *escape_string(char *text, uint32_t width)
 {
-    size_t length = strnlen(text, width);
-    if (length == 0) return text;
+    if (width == 0 || *text == '\0') return text;
     if (!scratch) scratch = buffer_init();
-    if (is_plain(text, length)) {
-        if (length == width) --length;
-    } else if (!scratch) {
-        length = 0; /* no memory: rather nothing than a text that breaks the JSON */
-    } else {
-        buffer_reset(scratch);
-        buffer_append_string_len(scratch, text, width);
-        length = length_between(text, put_escaped(text, scratch->ptr, width));
+    size_t length = plain_bytes(text, width);
+    if (length < width && text[length] != '\0') {
+        if (scratch) {
+            const size_t rest = width - length;
+            buffer_reset(scratch);
+            buffer_append_string_len(scratch, text + length, rest);
+            length = length_between(
+                text, put_escaped(text + length, scratch->ptr, static_cast<uint32_t>(rest)));
+        } else {
+            length = 0; /* no memory: rather nothing than a text that breaks the JSON */
+        }
     }
-    memset(text + length, 0, width - length);
+    text[width - 1] = '\0';
+    if (length < width - 1) memset(text + length, 0, width - 1 - length);
     return text;
 }

@@ -32,6 +32,12 @@ TEST(Escape, StaysWithinTheField)
         {"nothing behind a NUL", "a\0<"s, 46, "a"},
         {"the last byte is special", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa<", 46,
          "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa&lt;"},
+        {"only the last of many", std::string(80, 'a') + "\"", 90, std::string(80, 'a') + "\\\""},
+        {"side by side", "<<<<>>>>\"\"\"\"\\\\\\\\<", 80,
+         "&lt;&lt;&lt;&lt;&gt;&gt;&gt;&gt;\\\"\\\"\\\"\\\"\\\\\\\\\\\\\\\\&lt;"},
+        {"a field filled and cut", "<" + std::string(70, 'a'), 71, "&lt;" + std::string(66, 'a')},
+        {"a field filled, and the last does not fit", std::string(67, 'a') + "<<", 71,
+         std::string(67, 'a')},
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.what);
