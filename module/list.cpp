@@ -27,7 +27,8 @@ uint32_t render_item(char *out, const Record &record, uint8_t *bytes, bool is_la
 {
     Text json = text_in(out, REPLY_BUF_SIZE);
     append_object(json, record, bytes);
-    append(json, is_last ? "\n" : ",\n");
+    if (!is_last) append(json, ",");
+    append(json, "\n");
     return finish(json);
 }
 

@@ -111,22 +111,6 @@ char *put_matrix(char *out, const uint8_t *bytes, uint32_t rows, uint32_t column
     return put(out, " ]");
 }
 
-char *put_text(char *out, const uint8_t *bytes, uint32_t width)
-{
-    *out++ = '"';
-    out = put_escaped(out, reinterpret_cast<const char *>(bytes), width);
-    *out++ = '"';
-    return out;
-}
-
-char *put_id(char *out, const uint8_t *bytes)
-{
-    *out++ = '"';
-    out = put_int(out, load_i32(bytes));
-    *out++ = '"';
-    return out;
-}
-
 double float_value(const uint8_t *bytes)
 {
     const uint32_t bits = load_u32(bytes);
@@ -136,53 +120,60 @@ double float_value(const uint8_t *bytes)
     return static_cast<double>(value);
 }
 
-char *put_object(char *out, const Record &record, const uint8_t *bytes);
+/* Stands behind a member: what separates it from the next one, up to the quote
+ * in front of the next key. */
+constexpr char separator[] = ", \"";
+
+char *put_separator(char *out)
+{
+    memcpy(out, separator, sizeof(separator));
+    return out + strlen(separator);
+}
+
+/* Ends a quoted value. */
+char *put_quote(char *out)
+{
+    *out++ = '"';
+    return out;
+}
+
+/* Of a kind that few fields have. */
+[[gnu::noinline]] char *put_rare_value(char *out, const Field &field, const uint8_t *bytes)
+{
+    switch (field.kind) {
+        case FieldKind::Id: return put_quote(put_int(out, load_i32(bytes)));
+        case FieldKind::Uint64: return put_uint(out, load_u64(bytes));
+        case FieldKind::Float32: return put_tenths(out, float_value(bytes));
+        case FieldKind::Flags: return put_flags(out, bytes, field.width);
+        case FieldKind::Matrix: return put_matrix(out, bytes, field.rows, field.width / field.rows);
+        case FieldKind::Object: return put_object(out, *field.record, bytes);
+        default: return out;
+    }
+}
 
 char *put_value(char *out, const Field &field, const uint8_t *bytes)
 {
     switch (field.kind) {
-        case FieldKind::Id: return put_id(out, bytes);
         case FieldKind::Int32: return put_int(out, load_i32(bytes));
-        case FieldKind::Uint64: return put_uint(out, load_u64(bytes));
-        case FieldKind::Float32: return put_tenths(out, float_value(bytes));
         case FieldKind::Flag: return put_flag(out, *bytes);
-        case FieldKind::Flags: return put_flags(out, bytes, field.width);
-        case FieldKind::Matrix: return put_matrix(out, bytes, field.rows, field.width / field.rows);
-        case FieldKind::Text: return put_text(out, bytes, field.width);
-        case FieldKind::Object: return put_object(out, *field.record, bytes);
-        case FieldKind::Members: break;
+        case FieldKind::Text:
+            return put_quote(put_escaped(out, reinterpret_cast<const char *>(bytes), field.width));
+        default: return put_rare_value(out, field, bytes);
     }
-    return out;
 }
 
-/* `is_first`: no separator stands in front. */
-char *put_lead(char *out, const Lead &lead, bool is_first)
+char *put_members(char *out, const Record &record, const uint8_t *bytes)
 {
-    const size_t separator = is_first ? 2 : 0;
-    memcpy(out, lead.text + separator, sizeof(lead.text) - 2);
-    return out + lead.length - separator;
-}
-
-char *put_members(char *out, const Record &record, const uint8_t *bytes, bool is_first)
-{
-    for (uint32_t i = 0; i < record.count; ++i, is_first = false) {
-        const Field &field = record.fields[i];
-        if (field.kind == FieldKind::Members) {
-            out = put_members(out, *field.record, bytes, is_first);
-        } else {
-            out = put_lead(out, field.lead, is_first);
-            out = put_value(out, field, bytes);
+    const Field *const end = record.fields + record.count;
+    for (const Field *field = record.fields; field < end; bytes += field->width, ++field) {
+        if (field->kind == FieldKind::Members) {
+            out = put_members(out, *field->record, bytes);
+            continue;
         }
-        bytes += field.width;
+        memcpy(out, field->lead.text, sizeof(field->lead.text));
+        out = put_value(out + field->lead.length, *field, bytes);
+        out = put_separator(out);
     }
-    return out;
-}
-
-char *put_object(char *out, const Record &record, const uint8_t *bytes)
-{
-    *out++ = '{';
-    out = put_members(out, record, bytes, true);
-    *out++ = '}';
     return out;
 }
 
@@ -197,12 +188,16 @@ void fill_record(uint8_t *out, const Record &record, array *params, int index)
     }
 }
 
-void append_object(Text &json, const Record &record, const uint8_t *bytes)
+char *put_object(char *out, const Record &record, const uint8_t *bytes)
 {
-    if (room_in(json) >= record.longest) {
-        json.at = put_object(json.at, record, bytes);
-        return;
-    }
+    out = put(out, "{\"");
+    out = put_members(out, record, bytes) - strlen(separator);
+    *out++ = '}';
+    return out;
+}
+
+void append_cut_object(Text &json, const Record &record, const uint8_t *bytes)
+{
     char object[LONGEST_OBJECT];
     const char *end = put_object(object, record, bytes);
     append(json, object, static_cast<size_t>(end - object));

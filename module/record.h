@@ -25,12 +25,12 @@ enum class FieldKind : uint8_t {
 
 struct Record;
 
-/* What stands in front of a field's value in JSON, written out while compiling:
- * the separator, the key and its colon. The separator is left off at the start
- * of an object. */
+/* What stands between the quote in front of a field's key and its value in
+ * JSON, written out while compiling: the key, its colon and the quote in front
+ * of a quoted value. */
 struct Lead {
-    char text[42];
-    uint8_t length; /* at most 40 */
+    char text[32];
+    uint8_t length;
 };
 
 struct Field {
@@ -56,6 +56,11 @@ constexpr uint32_t LONGEST_OBJECT = 12 * 1024;
 /* A table reads like the record's description: id("id"), text("name", 255). */
 namespace field {
 
+constexpr bool is_quoted(FieldKind kind)
+{
+    return kind == FieldKind::Id || kind == FieldKind::Text;
+}
+
 /* A nested object's key has no blank before its colon. */
 constexpr Lead lead_of(const char *key, FieldKind kind)
 {
@@ -63,9 +68,9 @@ constexpr Lead lead_of(const char *key, FieldKind kind)
     const auto add = [&lead](const char *text) {
         while (*text) lead.text[lead.length++] = *text++;
     };
-    add(", \"");
     add(key);
     add(kind == FieldKind::Object ? "\": " : "\" : ");
+    if (is_quoted(kind)) add("\"");
     return lead;
 }
 
@@ -182,7 +187,7 @@ constexpr uint32_t longest_object(std::span<const Field> fields)
 {
     uint32_t longest = 2;
     for (const Field &field : fields) {
-        longest += static_cast<uint32_t>(sizeof(field.lead.text)) + longest_value(field);
+        longest += static_cast<uint32_t>(sizeof(field.lead.text)) + longest_value(field) + 4;
     }
     return longest;
 }
@@ -234,5 +239,17 @@ consteval uint32_t offset_of(const Record &record, const char *key)
 constexpr int no_index = -1;
 void fill_record(uint8_t *out, const Record &record, array *params, int index = no_index);
 
-/* Appends the JSON object of a record. */
-void append_object(Text &json, const Record &record, const uint8_t *bytes);
+/* Writes the JSON object of a record to `out`, which has room for the longest
+ * one, and returns where it ends. */
+char *put_object(char *out, const Record &record, const uint8_t *bytes);
+
+/* Appends it, whole or cut. */
+void append_cut_object(Text &json, const Record &record, const uint8_t *bytes);
+inline void append_object(Text &json, const Record &record, const uint8_t *bytes)
+{
+    if (room_in(json) >= record.longest) {
+        json.at = put_object(json.at, record, bytes);
+    } else {
+        append_cut_object(json, record, bytes);
+    }
+}

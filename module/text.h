@@ -43,6 +43,44 @@ inline uint32_t finish(Text &text)
 
 /* Write a decimal to `out` as %d, %llu and %.1f do, and return where it ends.
  * There is room for 11, 20 and 44 characters. */
-char *put_int(char *out, int32_t value);
+inline char *put_int(char *out, int32_t value);
 char *put_uint(char *out, uint64_t value);
 char *put_tenths(char *out, double value);
+
+/* "00" to "99". */
+struct DigitPairs {
+    char digits[200];
+};
+
+inline constexpr DigitPairs digit_pairs = [] {
+    DigitPairs made = {};
+    for (int i = 0; i < 100; ++i) {
+        made.digits[2 * i] = static_cast<char>('0' + i / 10);
+        made.digits[2 * i + 1] = static_cast<char>('0' + i % 10);
+    }
+    return made;
+}();
+
+inline char *put_pair(char *out, uint32_t below_100)
+{
+    memcpy(out, digit_pairs.digits + 2 * below_100, 2);
+    return out + 2;
+}
+
+inline char *put_below_100(char *out, uint32_t value)
+{
+    if (value >= 10) return put_pair(out, value);
+    *out = static_cast<char>('0' + value);
+    return out + 1;
+}
+
+/* Short numbers are most of all numbers. */
+inline char *put_int(char *out, int32_t value)
+{
+    const uint32_t small = static_cast<uint32_t>(value);
+    if (small < 100) return put_below_100(out, small);
+    if (small < 10000) return put_pair(put_below_100(out, small / 100), small % 100);
+    if (value >= 0) return put_uint(out, small);
+    *out = '-';
+    return put_uint(out + 1, 0 - small);
+}
