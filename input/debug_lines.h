@@ -4,12 +4,19 @@
 
 #include <cstddef>
 
+struct Span {
+    const char *data;
+    size_t length;
+};
+
 struct DebugLines {
     size_t used = 0;
     char bytes[4096];
 };
 
-void add(DebugLines &lines, const char *text, size_t length);
+/* Add a line: "content=" and a text, or "key=", a key, ", value=" and a value. */
+void add_content(DebugLines &lines, Span content);
+void add_pair(DebugLines &lines, Span key, Span value);
 
 /* Writes what is gathered; the owner calls it at the end. */
 void flush(DebugLines &lines);

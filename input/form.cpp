@@ -6,11 +6,6 @@
 
 namespace {
 
-struct Span {
-    const char *data;
-    size_t length;
-};
-
 Span rest_of(Span text, size_t from)
 {
     return {text.data + from, text.length - from};
@@ -35,7 +30,9 @@ Span body_bytes(const chunk *c)
 Span skip_headers(Span text)
 {
     const Span before_nul = up_to(text, '\0');
-    const void *found = memmem(before_nul.data, before_nul.length, "\r\n\r\n", 4);
+    const Span line = up_to(before_nul, '\r'); /* few forms have a line end: the quicker search */
+    const Span rest = rest_of(before_nul, line.length);
+    const void *found = memmem(rest.data, rest.length, "\r\n\r\n", 4);
     if (!found) return text;
     return rest_of(text, static_cast<size_t>(static_cast<const char *>(found) - text.data) + 4);
 }
@@ -48,11 +45,7 @@ void store_pair(Span pair, array *params, DebugLines &lines)
     const Span value =
         rest_of(pair, static_cast<size_t>(static_cast<const char *>(last) - pair.data) + 1);
     array_set_key_value(params, key.data, key.length, value.data, value.length);
-    add(lines, "key=", 4);
-    add(lines, key.data, key.length);
-    add(lines, ", value=", 8);
-    add(lines, value.data, value.length);
-    add(lines, "\n", 1);
+    add_pair(lines, key, value);
 }
 
 /* Stores a pair whose end was found, with what earlier chunks held of it. */
@@ -67,12 +60,6 @@ void end_pair(Span pair, array *params, buffer *carried, DebugLines &lines)
     buffer_reset(carried);
 }
 
-/* A NUL ends a pair like '&'. */
-Span up_to_separator(Span text)
-{
-    return up_to(up_to(text, '&'), '\0');
-}
-
 } // namespace
 
 int parse_urlencoded_chunk(const chunk *c, bool is_first, array *params, buffer *carried)
@@ -82,16 +69,17 @@ int parse_urlencoded_chunk(const chunk *c, bool is_first, array *params, buffer 
     if (is_first && c->offset == 0) text = skip_headers(text);
 
     DebugLines lines;
-    const Span content = up_to(text, '\0');
-    add(lines, "content=", 8);
-    add(lines, content.data, content.length);
-    add(lines, "\n", 1);
+    Span content = up_to(text, '\0');
+    add_content(lines, content);
 
+    /* A NUL ends a pair like '&': `content` reaches up to the next one. */
     for (;;) {
-        const Span pair = up_to_separator(text);
+        const Span pair = up_to(content, '&');
         if (pair.length == text.length) break;
         end_pair(pair, params, carried, lines);
         text = rest_of(text, pair.length + 1);
+        content =
+            pair.length < content.length ? rest_of(content, pair.length + 1) : up_to(text, '\0');
     }
     buffer_append_string_len(carried, text.data, text.length);
     flush(lines);
