@@ -74,13 +74,19 @@ int connect_socket(const char *path)
     return fd;
 }
 
-/* The length of the message that begins the pending input; 0 while its header
- * is not there. */
-uint32_t pending_message_length(int fd)
+/* What is known of the message that begins the pending input: its length, 0
+ * while its header is not there, and how much has arrived of it at least. One
+ * look is enough for a short one. */
+struct Pending {
+    uint32_t length, arrived;
+};
+
+Pending pending_message(int fd)
 {
-    SysMngHeader header;
-    const ssize_t got = recv(fd, header.bytes, SYSMNG_HEADER_LEN, MSG_PEEK | MSG_DONTWAIT);
-    return got == SYSMNG_HEADER_LEN ? length_of(header) : 0;
+    uint8_t start[512];
+    const ssize_t got = recv(fd, start, sizeof(start), MSG_PEEK | MSG_DONTWAIT);
+    if (got < static_cast<ssize_t>(SYSMNG_HEADER_LEN)) return {0, 0};
+    return {load_u32(start + length_at), static_cast<uint32_t>(got)};
 }
 
 uint32_t pending_bytes(int fd)
@@ -93,8 +99,8 @@ uint32_t pending_bytes(int fd)
  * only once: give the pieces time, until they stop coming. */
 void await_whole_message(int fd)
 {
-    const uint32_t length = pending_message_length(fd);
-    uint32_t arrived = pending_bytes(fd);
+    auto [length, arrived] = pending_message(fd);
+    if (arrived < length) arrived = pending_bytes(fd);
     long idle_us = 0;
     while (arrived < length && idle_us < arrival_gap_us) {
         timeval pause = {0, arrival_poll_us};
