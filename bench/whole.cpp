@@ -1,0 +1,435 @@
+/* What a request costs through the real server and the simulated daemon, each figure next to the
+ * sum of what it costs at least. All run on one processor: a wake-up across processors costs more
+ * than the module does. To be run by private-mounts. */
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/select.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "bench/form.h"
+#include "bench/table.h"
+#include "tests/support/http.h"
+#include "tests/support/messages.h"
+#include "tests/support/process.h"
+#include "tests/support/web_server.h"
+
+namespace {
+
+constexpr const char *daemon_socket = "/tmp/sysmng_web_plugin.socket";
+constexpr const char *upload_directory = "/mnt/data/";
+
+void use_one_processor()
+{
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(static_cast<size_t>(sched_getcpu()), &set);
+    if (sched_setaffinity(0, sizeof(set), &set) != 0) throw std::runtime_error("sched_setaffinity");
+}
+
+void send_all(int fd, const char *bytes, size_t length)
+{
+    while (length > 0) {
+        const ssize_t sent = send(fd, bytes, length, MSG_NOSIGNAL);
+        if (sent <= 0) throw std::runtime_error("a connection broke");
+        bytes += sent;
+        length -= static_cast<size_t>(sent);
+    }
+}
+
+/* ---- The web server's client ---- */
+
+/* One HTTP/1.1 connection that is kept alive, with no more work than that takes. */
+class Client {
+public:
+    explicit Client(int port) : fd(connect_to(port)), received(1024 * 1024) {}
+    ~Client() { close(fd); }
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+
+    void send(const std::string &bytes) const { send_all(fd, bytes.data(), bytes.size()); }
+
+    /* Receives an answer. Returns the length of its body. */
+    size_t receive(int expected_status)
+    {
+        size_t length = 0;
+        char *headers_end = nullptr;
+        while (!headers_end) {
+            length += receive_more(length);
+            received[length] = '\0';
+            headers_end = strstr(received.data(), "\r\n\r\n");
+        }
+        const int status = atoi(strchr(received.data(), ' '));
+        if (status != expected_status) throw std::runtime_error(received.data());
+        const char *told = strcasestr(received.data(), "\r\nContent-Length: ");
+        const size_t body = told && told < headers_end ? strtoul(told + 18, nullptr, 10) : 0;
+        const size_t whole = static_cast<size_t>(headers_end - received.data()) + 4 + body;
+        while (length < whole) length += receive_more(length);
+        return body;
+    }
+
+    size_t exchange(const std::string &request, int expected_status)
+    {
+        send(request);
+        return receive(expected_status);
+    }
+
+private:
+    size_t receive_more(size_t at)
+    {
+        const ssize_t got = recv(fd, received.data() + at, received.size() - 1 - at, 0);
+        if (got <= 0) throw std::runtime_error("the server closed the connection");
+        return static_cast<size_t>(got);
+    }
+
+    int fd;
+    std::vector<char> received;
+};
+
+std::string http(const std::string &method, const std::string &path, const std::string &form = "")
+{
+    std::string request = method + " " + path + " HTTP/1.1\r\nHost: localhost\r\n";
+    if (!form.empty()) request += "Content-Length: " + std::to_string(form.size()) + "\r\n";
+    return request + "\r\n" + form;
+}
+
+/* ---- The bounds ---- */
+
+/* A connection to the daemon without the module. */
+class Daemon {
+public:
+    Daemon() : fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)), received(1024 * 1024)
+    {
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        strcpy(address.sun_path, daemon_socket);
+        if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0)
+            throw std::runtime_error("no daemon");
+    }
+    ~Daemon() { close(fd); }
+    Daemon(const Daemon &) = delete;
+    Daemon &operator=(const Daemon &) = delete;
+
+    /* Sends, waits, receives. Returns the reply's record. */
+    std::string_view exchange(const std::string &request)
+    {
+        send_all(fd, request.data(), request.size());
+        size_t got = 0, whole = 0;
+        while (whole == 0 || got < whole) {
+            fd_set readable;
+            FD_ZERO(&readable);
+            FD_SET(fd, &readable);
+            select(fd + 1, &readable, nullptr, nullptr, nullptr);
+            const ssize_t n = recv(fd, received.data() + got, received.size() - got, 0);
+            if (n < 13) throw std::runtime_error("no message of the daemon");
+            got += static_cast<size_t>(n);
+            if (whole == 0) memcpy(&whole, received.data() + 4, 4);
+        }
+        constexpr size_t record_at = 13 + 12;
+        return {received.data() + record_at, whole - record_at};
+    }
+
+private:
+    int fd;
+    std::vector<char> received;
+};
+
+/* Writes lines as the server does, each in one call, to a file next to its log. */
+class Log {
+public:
+    explicit Log(const std::string &path)
+        : fd(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600))
+    {
+    }
+    ~Log() { close(fd); }
+    Log(const Log &) = delete;
+    Log &operator=(const Log &) = delete;
+
+    void write(std::string_view text) const
+    {
+        if (::write(fd, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
+            throw std::runtime_error("cannot write to the log");
+    }
+
+private:
+    int fd;
+};
+
+/* ---- Measuring ---- */
+
+using Clock = std::chrono::steady_clock;
+using Work = std::function<void()>;
+
+double microseconds_of(const Work &work, int times)
+{
+    const Clock::time_point begin = Clock::now();
+    for (int i = 0; i < times; ++i) work();
+    return std::chrono::duration<double, std::micro>(Clock::now() - begin).count() / times;
+}
+
+/* What is taken of the rounds: the shortest of each, as other programs make a round longer and
+ * never shorter; or the middle one, where a round takes long. */
+enum class Pick { SHORTEST, MIDDLE };
+
+double picked(Pick pick, std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[pick == Pick::SHORTEST ? 0 : values.size() / 2];
+}
+
+/* Measures the figure and its bounds in turn, in blocks of so many, and prints the figure next to
+ * the sum of the bounds. `between` is done before each block. */
+struct Measurement {
+    Pick pick;
+    int rounds, block;
+    Work between;
+
+    bool print(const std::string &what, double reach, const Work &figure,
+               const std::vector<Work> &bounds) const
+    {
+        std::vector<std::vector<double>> times(bounds.size() + 1);
+        for (int i = 0; i < rounds; ++i) {
+            for (size_t k = 0; k < times.size(); ++k) {
+                if (between) between();
+                times[k].push_back(microseconds_of(k == 0 ? figure : bounds[k - 1], block));
+            }
+        }
+        double sum = 0;
+        for (size_t k = 1; k < times.size(); ++k) sum += picked(pick, times[k]);
+        return print_figure(what, picked(pick, times[0]), sum, {Goal::TIMES_THE_BOUND, reach});
+    }
+};
+
+/* ---- The device under test ---- */
+
+constexpr uint32_t stream_get = 1, stream_set = 3, changes_get = 59;
+
+/* A request and what it is held against: the request for a static file, an exchange with the
+ * daemon, and perhaps the lines that it makes the server log. */
+struct Row {
+    const char *what;
+    double reach;
+    std::string request;
+    int status;
+    std::string file, command;
+    bool with_log;
+};
+
+class Bench {
+public:
+    bool run();
+
+private:
+    bool latency(const Row &row);
+    bool uploads();
+    bool memory(const std::string &after, const Work &warm_up, const Work &work) const;
+    long anonymous_memory() const;
+    std::string static_path(size_t size) const;
+    std::vector<std::string> new_log_lines(Client &client, const std::string &request,
+                                           int status) const;
+
+    struct Simulator : PrivateDirectory {
+        Process process{{SYSMNGD_SIM, "--fast", "--streams", "100"}, path + "/log"};
+        Simulator()
+        {
+            wait_until([] { return std::filesystem::exists(daemon_socket); });
+        }
+    } simulator;
+    WebServer server{WebServer::default_config() +
+                     "server.max-keep-alive-requests = 65000\n"
+                     "server.stat-cache-engine = \"disable\"\n" /* a file costs an open */
+                     "server.max-keep-alive-idle = 60\n"};
+    Daemon daemon;
+};
+
+/* Makes a file of the size. Returns the path under which it is served: with the version in it, as
+ * all pages have, and as the redirect tells. */
+std::string Bench::static_path(size_t size) const
+{
+    const std::string name = "/file-" + std::to_string(size);
+    write_file(server.root() + "/www" + name, std::string(size, 'x'));
+    const std::string location = HttpClient{server.port()}.get(name).header("location");
+    return location.substr(location.find("/v"));
+}
+
+/* What the request adds to the server's log: the command's lines one by one, and the debug lines
+ * together. */
+std::vector<std::string> Bench::new_log_lines(Client &client, const std::string &request,
+                                              int status) const
+{
+    const size_t before = server.log().size();
+    client.exchange(request, status);
+    const std::string logged = server.log().substr(before);
+    std::string debug_lines;
+    std::vector<std::string> lines;
+    for (size_t at = 0, end; at < logged.size(); at = end) {
+        end = logged.find('\n', at) + 1;
+        const std::string line = logged.substr(at, end - at);
+        if (line.find("(kelto_sysmgmt_command.") == line.npos) {
+            debug_lines += line;
+        } else {
+            lines.push_back(line);
+        }
+    }
+    if (lines.size() != 5) throw std::runtime_error("the log has other lines: " + logged);
+    if (!debug_lines.empty()) lines.push_back(debug_lines);
+    return lines;
+}
+
+bool Bench::latency(const Row &row)
+{
+    Client client(server.port());
+    const Work request = [&] { client.exchange(row.request, row.status); };
+    const std::vector<std::string> lines = new_log_lines(client, row.request, row.status);
+    const Log log(server.root() + "/bench-log");
+    std::vector<Work> bounds = {[&] { client.exchange(row.file, 200); },
+                                [&] { daemon.exchange(row.command); }};
+    if (row.with_log) {
+        bounds.emplace_back([&] {
+            for (const std::string &line : lines) log.write(line);
+        });
+    }
+    return Measurement{Pick::SHORTEST, 301, 50, {}}.print(row.what, row.reach, request, bounds);
+}
+
+constexpr size_t piece_size = 1024 * 1024, pieces = 256;
+
+const std::string &random_piece()
+{
+    static const std::string made = [] {
+        std::string bytes(piece_size, '\0');
+        for (char &c : bytes) c = static_cast<char>(rand());
+        return bytes;
+    }();
+    return made;
+}
+
+/* Sends a body of 256 MiB, as a file or as something that the server stores and the module only
+ * looks at. */
+void upload(Client &client, bool is_file)
+{
+    const std::string head =
+                          "--limit\r\nContent-Disposition: form-data; name=\"packageName\"; "
+                          "filename=\"package.bin\"\r\n\r\n",
+                      tail = "\r\n--limit--\r\n",
+                      type =
+                          is_file ? "multipart/form-data; boundary=limit" : "application/x-bytes";
+    const size_t length = head.size() + pieces * piece_size + tail.size();
+    client.send("POST /api/general/firmwareUpgrade HTTP/1.1\r\nHost: localhost\r\nContent-Type: " +
+                type + "\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n" + head);
+    for (size_t i = 0; i < pieces; ++i) client.send(random_piece());
+    client.send(tail);
+    client.receive(is_file ? 200 : 400);
+}
+
+/* Copies as many temporary files as the server makes. */
+void copy_mapped(const std::string &temporary, const std::string &to)
+{
+    const Log target(to);
+    for (size_t i = 0; i < pieces; ++i) {
+        const int fd = open((temporary + std::to_string(i)).c_str(), O_RDONLY | O_CLOEXEC);
+        void *bytes = mmap(nullptr, piece_size, PROT_READ, MAP_SHARED, fd, 0);
+        close(fd);
+        target.write({static_cast<const char *>(bytes), piece_size});
+        munmap(bytes, piece_size);
+    }
+}
+
+bool Bench::uploads()
+{
+    Client client(server.port());
+    const std::string target = upload_directory + std::string("package.bin");
+    const std::string temporary = server.root() + "/upload/bench-";
+    for (size_t i = 0; i < pieces; ++i) write_file(temporary + std::to_string(i), random_piece());
+    const Measurement each = {Pick::MIDDLE, 11, 1, [&] { unlink(target.c_str()); }};
+    const bool reached =
+        each.print("upload of 256 MiB", 1.2, [&] { upload(client, true); },
+                   {[&] { upload(client, false); }, [&] { copy_mapped(temporary, target); }});
+    for (size_t i = 0; i < pieces; ++i) unlink((temporary + std::to_string(i)).c_str());
+    return reached;
+}
+
+/* In KiB. */
+long Bench::anonymous_memory() const
+{
+    const std::string status =
+        read_file("/proc/" + std::to_string(server.process_id()) + "/status");
+    return atol(status.c_str() + status.find("RssAnon:") + 8);
+}
+
+/* How much the work makes the server grow: after a warm-up, in which buffers get their sizes, no
+ * more than four pages. */
+bool Bench::memory(const std::string &after, const Work &warm_up, const Work &work) const
+{
+    warm_up();
+    const auto before = static_cast<double>(anonymous_memory());
+    work();
+    return print_figure("memory after " + after + ", KiB", static_cast<double>(anonymous_memory()),
+                        before, {Goal::TIMES_THE_BOUND, (before + 16) / before});
+}
+
+bool Bench::run()
+{
+    const std::string changes = http("GET", "/api/changes"), streams = http("GET", "/api/stream"),
+                      stream = http("PUT", "/api/stream/1", stream_form);
+    const std::string record(daemon.exchange(message(stream_get, u32(1) + u32(1))));
+    std::string changes_file, streams_file;
+    {
+        /* The first ones ask for the version, too, and make the buffers grow. */
+        Client client(server.port());
+        changes_file = http("GET", static_path(client.exchange(changes, 200)));
+        streams_file = http("GET", static_path(client.exchange(streams, 200)));
+    }
+    const Row rows[] = {
+        {"GET /api/changes", 1.0, changes, 200, changes_file, message(changes_get, ""), true},
+        {"GET /api/stream, 100 streams", 1.3, streams, 200, streams_file, message(stream_get, ""),
+         false},
+        {"PUT /api/stream/1, every field", 1.1, stream, 204, changes_file,
+         message(stream_set, record), true},
+    };
+    print_heading("Through the server", "us");
+    bool reached = true;
+    for (const Row &row : rows) reached &= latency(row);
+
+    Client one(server.port()), other(server.port());
+    const auto mixed_requests = [&](int count) {
+        for (int i = 0; i < count; i += 2) {
+            one.exchange(i % 100 == 0 ? streams : changes, 200);
+            other.exchange(stream, 204);
+        }
+    };
+    reached &= memory(
+        "100,000 requests", [&] { mixed_requests(2000); }, [&] { mixed_requests(100000); });
+    const auto some_uploads = [&] {
+        for (int i = 0; i < 4; ++i) upload(one, i % 2 == 0);
+    };
+    reached &= memory("the uploads", some_uploads, [&] { reached &= uploads(); });
+    return reached;
+}
+
+} // namespace
+
+int main()
+{
+    try {
+        use_one_processor();
+        return Bench().run() ? EXIT_SUCCESS : EXIT_FAILURE;
+    } catch (const std::exception &error) {
+        fprintf(stderr, "bench: %s\n", error.what());
+        return EXIT_FAILURE;
+    }
+}
