@@ -90,7 +90,7 @@ export const put = (path, parameters) => request("PUT", path, parameters);
 export const post = (path, parameters) => request("POST", path, parameters);
 export const remove = (path) => request("DELETE", path);
 
-// Sends a file; onprogress gets the part that is sent, from 0 to 1. Returns a
+// Sends a file; onprogress gets how much is sent, from 0 to 1. Returns a
 // promise of the result and a function that gives up.
 export function upload(path, parameter, file, onprogress) {
   const xhr = new XMLHttpRequest();

@@ -38,7 +38,7 @@ struct HttpClient {
         return request("PUT", path, form);
     }
 
-    /* Posts the parts as multipart/form-data, made while they are sent. Over HTTP/1.1, a length
+    /* Posts them as multipart/form-data, made while they are sent. Over HTTP/1.1, a length
      * that is not told makes the body a chunked one. */
     Response upload(const std::string &path, const std::vector<Part> &parts,
                     bool length_is_told = true) const;
