@@ -34,11 +34,11 @@ struct Lead {
 };
 
 struct Field {
-    const char *key; /* null for Members */
-    FieldKind kind;
-    uint8_t rows;         /* Matrix */
-    uint32_t width;       /* bytes in the record */
+    const char *key;      /* null for Members */
     const Record *record; /* Members and Object */
+    uint32_t width;       /* bytes in the record */
+    FieldKind kind;
+    uint8_t rows; /* Matrix */
     Lead lead;
 };
 
@@ -76,7 +76,7 @@ constexpr Lead lead_of(const char *key, FieldKind kind)
 
 constexpr Field keyed(const char *key, FieldKind kind, uint32_t width)
 {
-    return {key, kind, 0, width, nullptr, lead_of(key, kind)};
+    return {key, nullptr, width, kind, 0, lead_of(key, kind)};
 }
 
 constexpr Field id(const char *key)
@@ -115,7 +115,7 @@ constexpr Field text(const char *key, uint32_t width)
 }
 constexpr Field members(const Record &record)
 {
-    return {nullptr, FieldKind::Members, 0, record.size, &record, {}};
+    return {nullptr, &record, record.size, FieldKind::Members, 0, {}};
 }
 constexpr Field object(const char *key, const Record &record)
 {
