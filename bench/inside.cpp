@@ -307,7 +307,7 @@ void checksum(State &state)
 {
     const std::vector<uint8_t> payload(message_size, 'x');
     SysMngHeader header = {};
-    store_u32(header.bytes + 4, SYSMNG_HEADER_LEN + message_size);
+    store_u32(header.length, SYSMNG_HEADER_LEN + message_size);
     SysMngChecksumGenerate(&header, payload.data());
     for (auto _ : state) {
         DoNotOptimize(SysMngChecksumVerify(&header, payload.data()));

@@ -29,7 +29,7 @@ void act(Sequence &sequence, Daemon what, const std::string &bytes, uint32_t com
     const std::string list = text_field(bytes, bytes.size() % 50 * 510);
     const size_t half = good.size() / 2;
     const struct {
-        std::string now, in_pauses, afterwards;
+        std::string now, in_a_while, afterwards;
     } daemon[] = {
         {good, "", ""}, /* in the order of the names */
         {good.substr(0, 14), good.substr(14), ""},
@@ -44,7 +44,7 @@ void act(Sequence &sequence, Daemon what, const std::string &bytes, uint32_t com
         {bytes, "", ""},
     };
     the_daemon.sends(daemon[what].now);
-    the_daemon.in_pauses = daemon[what].in_pauses;
+    if (!daemon[what].in_a_while.empty()) the_daemon.later = {{1000, daemon[what].in_a_while}};
     sequence.afterwards = daemon[what].afterwards;
     if (what == CLOSES) the_daemon.closes();
     sequence.connected = what != CLOSES;

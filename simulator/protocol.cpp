@@ -1,6 +1,6 @@
 #include "simulator/protocol.h"
 
-#include <algorithm>
+#include <cstring>
 #include <iterator>
 
 #include "simulator/format.h"
@@ -9,8 +9,6 @@
 #include "sysmng/command.h"
 
 namespace {
-
-constexpr uint32_t type_at = 0, length_at = 4, tag_at = 8;
 
 constexpr uint32_t longest_request = 1024 * 1024; /* no request comes near it */
 
@@ -73,13 +71,12 @@ Bytes encode(const ReplyMessage &message)
     bytes.resize(bytes.size() - message.cut);
 
     SysMngHeader header = {};
-    store_u32(header.bytes + type_at, message.type);
-    store_u32(header.bytes + length_at, static_cast<uint32_t>(bytes.size()));
-    store_u32(header.bytes + tag_at, message.tag);
+    store_u32(header.type, message.type);
+    store_u32(header.length, static_cast<uint32_t>(bytes.size()));
+    store_u32(header.tag, message.tag);
     SysMngChecksumGenerate(&header, bytes.data() + SYSMNG_HEADER_LEN);
-    uint8_t &checksum = header.bytes[SYSMNG_HEADER_LEN - 1];
-    checksum = static_cast<uint8_t>(checksum + message.checksum_error);
-    std::copy(std::begin(header.bytes), std::end(header.bytes), bytes.begin());
+    header.checksum = static_cast<uint8_t>(header.checksum + message.checksum_error);
+    memcpy(bytes.data(), &header, SYSMNG_HEADER_LEN);
     if (message.half_sent) bytes.resize((SYSMNG_HEADER_LEN + bytes.size()) / 2);
     return bytes;
 }
@@ -88,14 +85,14 @@ Arrival next_request(Bytes &input, Request &request)
 {
     SysMngHeader header;
     if (input.size() < SYSMNG_HEADER_LEN) return Arrival::Incomplete;
-    std::copy_n(input.begin(), SYSMNG_HEADER_LEN, header.bytes);
-    const uint32_t length = load_u32(header.bytes + length_at);
+    memcpy(&header, input.data(), SYSMNG_HEADER_LEN);
+    const uint32_t length = load_u32(header.length);
     if (length < SYSMNG_HEADER_LEN || length > longest_request) return Arrival::Senseless;
     if (input.size() < length) return Arrival::Incomplete;
 
     const auto end = input.begin() + static_cast<Bytes::difference_type>(length);
-    request.code = load_u32(header.bytes + type_at);
-    request.tag = load_u32(header.bytes + tag_at);
+    request.code = load_u32(header.type);
+    request.tag = load_u32(header.tag);
     request.payload.assign(input.begin() + SYSMNG_HEADER_LEN, end);
     input.erase(input.begin(), end);
     request.is_damaged = SysMngChecksumVerify(&header, request.payload.data()) != RET_OK;

@@ -1,16 +1,18 @@
 #include "sysmng/client.h"
 
 #include <fcntl.h>
-#include <sys/ioctl.h>
-#include <sys/select.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include "sysmng/bytes.h"
+#include "sysmng/wait.h"
 
 const char *const SYSMNG_SOCKET_PATHS[3] = {
     "/tmp/sysmng_decoder.socket",
@@ -20,21 +22,46 @@ const char *const SYSMNG_SOCKET_PATHS[3] = {
 
 namespace {
 
-constexpr uint32_t type_at = 0, length_at = 4, tag_at = 8, checksum_at = 12;
+constexpr int64_t second_us = 1000000;
+constexpr int64_t exchange_us = SYSMNG_EXCHANGE_SECONDS * second_us;
 
-/* How long a message may pause while it arrives, and how often that is looked
- * at: a Unix socket wakes nobody for the rest of a message. */
-constexpr long arrival_gap_us = 250000;
-constexpr long arrival_poll_us = 500;
+/* How long a message may pause while it arrives. */
+constexpr int64_t longest_gap_us = second_us / 4;
+
+/* What is read to drop pending input: more than the longest reply that is
+ * believed in, and an end even when a daemon never stops sending. */
+constexpr int most_drops = 65536;
+
+int64_t now_us()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * second_us + now.tv_nsec / 1000;
+}
+
+int64_t microseconds(timeval time)
+{
+    return time.tv_sec * second_us + time.tv_usec;
+}
+
+timeval as_timeval(int64_t us)
+{
+    return {static_cast<time_t>(us / second_us), static_cast<suseconds_t>(us % second_us)};
+}
 
 uint32_t length_of(const SysMngHeader &header)
 {
-    return load_u32(header.bytes + length_at);
+    return load_u32(header.length);
 }
 
 bool header_held(const SysMngHandle &handle)
 {
     return length_of(handle.header) != 0;
+}
+
+const uint8_t *bytes_of(const SysMngHeader &header)
+{
+    return reinterpret_cast<const uint8_t *>(&header);
 }
 
 uint8_t byte_sum(const uint8_t *bytes, uint32_t count)
@@ -53,7 +80,7 @@ bool message_sum(const SysMngHeader *header, const uint8_t *payload, uint8_t *su
     if (length < SYSMNG_HEADER_LEN) return false;
     const uint32_t payload_len = length - SYSMNG_HEADER_LEN;
     if (payload_len > 0 && !payload) return false;
-    *sum = static_cast<uint8_t>(byte_sum(header->bytes, SYSMNG_HEADER_LEN) +
+    *sum = static_cast<uint8_t>(byte_sum(bytes_of(*header), SYSMNG_HEADER_LEN) +
                                 byte_sum(payload, payload_len));
     return true;
 }
@@ -66,7 +93,8 @@ int connect_socket(const char *path)
 
     const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
     if (fd < 0) return -1;
-    if (fcntl(fd, F_SETFL, O_NONBLOCK) < 0 ||
+    /* Not by fcntl, which would ask for a C library of 2018. */
+    if (syscall(SYS_fcntl, fd, F_SETFL, O_NONBLOCK) < 0 ||
         connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) < 0) {
         close(fd);
         return -1;
@@ -74,41 +102,43 @@ int connect_socket(const char *path)
     return fd;
 }
 
-/* What is known of the message that begins the pending input: its length, 0
- * while its header is not there, and how much has arrived of it at least. One
- * look is enough for a short one. */
-struct Pending {
-    uint32_t length, arrived;
-};
-
-Pending pending_message(int fd)
+/* Whether more of the message that is arriving comes in time. */
+bool await_piece(SysMngHandle *handle)
 {
-    uint8_t start[512];
-    const ssize_t got = recv(fd, start, sizeof(start), MSG_PEEK | MSG_DONTWAIT);
-    if (got < static_cast<ssize_t>(SYSMNG_HEADER_LEN)) return {0, 0};
-    return {load_u32(start + length_at), static_cast<uint32_t>(got)};
+    const int64_t now = now_us();
+    if (handle->deadline_us == 0) handle->deadline_us = now + exchange_us - handle->waited_us;
+    const int64_t rest_us = handle->deadline_us - now;
+    if (rest_us <= 0) return false;
+    timeval left = as_timeval(rest_us < longest_gap_us ? rest_us : longest_gap_us);
+    return wait_readable(handle->fd, &left) > 0;
 }
 
-uint32_t pending_bytes(int fd)
+/* `begun`: something of the message has already arrived. */
+bool receive_exactly(SysMngHandle *handle, uint8_t *into, uint32_t count, bool begun)
 {
-    int pending = 0;
-    return ioctl(fd, FIONREAD, &pending) == 0 && pending > 0 ? static_cast<uint32_t>(pending) : 0;
-}
-
-/* The kernel hands a long message over in pieces, and SysMngReceiveMsg reads
- * only once: give the pieces time, until they stop coming. */
-void await_whole_message(int fd)
-{
-    auto [length, arrived] = pending_message(fd);
-    if (arrived < length) arrived = pending_bytes(fd);
-    long idle_us = 0;
-    while (arrived < length && idle_us < arrival_gap_us) {
-        timeval pause = {0, arrival_poll_us};
-        select(0, nullptr, nullptr, nullptr, &pause);
-        const uint32_t now = pending_bytes(fd);
-        idle_us = now > arrived ? 0 : idle_us + arrival_poll_us;
-        arrived = now;
+    while (count > 0) {
+        const ssize_t got = recv(handle->fd, into, count, 0);
+        if (got == 0 || (got < 0 && (errno != EAGAIN || !begun))) return false;
+        begun = true;
+        if (got > 0) {
+            into += got;
+            count -= static_cast<uint32_t>(got);
+        }
+        if (count > 0 && !await_piece(handle)) {
+            handle->missing = count;
+            handle->cut_short_us = now_us();
+            return false;
+        }
     }
+    return true;
+}
+
+bool receive_header(SysMngHandle *handle)
+{
+    uint8_t *const bytes = reinterpret_cast<uint8_t *>(&handle->header);
+    if (receive_exactly(handle, bytes, SYSMNG_HEADER_LEN, false)) return true;
+    if (handle->missing > 0) handle->missing = UINT32_MAX; /* nobody knows what was to follow */
+    return false;
 }
 
 int receive_failed(SysMngHandle *handle)
@@ -117,9 +147,21 @@ int receive_failed(SysMngHandle *handle)
     return RET_ERROR;
 }
 
-bool receive_exactly(int fd, uint8_t *into, uint32_t count)
+/* The rest of a message that was cut short may come late: within one gap more
+ * it is not taken for the answer to the next command. */
+void drop_late_rest(SysMngHandle *handle)
 {
-    return recv(fd, into, count, 0) == static_cast<ssize_t>(count);
+    while (handle->missing > 0) {
+        const int64_t left_us = handle->cut_short_us + longest_gap_us - now_us();
+        timeval left = as_timeval(left_us);
+        if (left_us <= 0 || wait_readable(handle->fd, &left) <= 0) break;
+        uint8_t dropped[256];
+        const ssize_t got = recv(handle->fd, dropped, sizeof(dropped), MSG_DONTWAIT);
+        if (got <= 0) break;
+        const uint32_t count = static_cast<uint32_t>(got);
+        handle->missing -= count < handle->missing ? count : handle->missing;
+    }
+    handle->missing = 0;
 }
 
 } // namespace
@@ -149,10 +191,12 @@ int SysMngClearQueue(SysMngHandle *handle)
 {
     if (!handle) return RET_ERROR;
     uint8_t dropped[256];
-    while (recv(handle->fd, dropped, sizeof(dropped), MSG_DONTWAIT) > 0) {
+    for (int i = 0; i < most_drops; ++i) {
+        if (recv(handle->fd, dropped, sizeof(dropped), MSG_DONTWAIT) <= 0) break;
     }
     handle->header = {};
     handle->stale_input = true;
+    handle->deadline_us = 0;
     return RET_OK;
 }
 
@@ -161,7 +205,7 @@ int SysMngChecksumGenerate(SysMngHeader *header, const uint8_t *payload)
     uint8_t sum = 0;
     if (!message_sum(header, payload, &sum)) return RET_ERROR;
     /* The sum has the old checksum in it: taking it off leaves 0. */
-    header->bytes[checksum_at] = static_cast<uint8_t>(header->bytes[checksum_at] - sum);
+    header->checksum = static_cast<uint8_t>(header->checksum - sum);
     return RET_OK;
 }
 
@@ -176,9 +220,11 @@ int SysMngSendMsg(SysMngHandle *handle, uint32_t tag, uint32_t type, const uint8
 {
     if (!handle || (payload_len > 0 && !payload)) return RET_ERROR;
     if (handle->stale_input) {
+        drop_late_rest(handle);
         SysMngClearQueue(handle);
         handle->stale_input = false;
     }
+    handle->waited_us = handle->deadline_us = 0;
 
     const uint32_t length = SYSMNG_HEADER_LEN + payload_len;
     if (length < payload_len) return RET_ERROR;
@@ -186,11 +232,11 @@ int SysMngSendMsg(SysMngHandle *handle, uint32_t tag, uint32_t type, const uint8
     if (!message) return RET_ERROR;
 
     SysMngHeader header = {};
-    store_u32(header.bytes + type_at, type);
-    store_u32(header.bytes + length_at, length);
-    store_u32(header.bytes + tag_at, tag);
+    store_u32(header.type, type);
+    store_u32(header.length, length);
+    store_u32(header.tag, tag);
     SysMngChecksumGenerate(&header, payload);
-    memcpy(message, header.bytes, SYSMNG_HEADER_LEN);
+    memcpy(message, &header, SYSMNG_HEADER_LEN);
     if (payload_len > 0) memcpy(message + SYSMNG_HEADER_LEN, payload, payload_len);
 
     const ssize_t sent = send(handle->fd, message, length, MSG_NOSIGNAL);
@@ -201,16 +247,11 @@ int SysMngSendMsg(SysMngHandle *handle, uint32_t tag, uint32_t type, const uint8
 int SysMngWaitMsg(SysMngHandle *handle, timeval timeout)
 {
     if (!handle || header_held(*handle)) return RET_ERROR;
-    if (handle->fd < 0 || handle->fd >= FD_SETSIZE) return RET_ERROR;
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(handle->fd, &readable);
-    const int ready = select(handle->fd + 1, &readable, nullptr, nullptr, &timeout);
+    timeval left = timeout;
+    const int ready = wait_readable(handle->fd, &left);
+    handle->waited_us = microseconds(timeout) - microseconds(left);
     if (ready < 0) return RET_ERROR;
-    if (ready == 0) return RET_TIMEOUT;
-    if (!FD_ISSET(handle->fd, &readable)) return RET_ERROR;
-    await_whole_message(handle->fd);
-    return RET_OK;
+    return ready > 0 ? RET_OK : RET_TIMEOUT;
 }
 
 int SysMngReceiveMsg(SysMngHandle *handle, uint32_t *tag_out, uint32_t *type_out, uint8_t *buffer,
@@ -218,23 +259,22 @@ int SysMngReceiveMsg(SysMngHandle *handle, uint32_t *tag_out, uint32_t *type_out
 {
     if (!handle || !type_out || !buffer || !len_inout || *len_inout == 0) return RET_ERROR;
     SysMngHeader &header = handle->header;
-    if (!header_held(*handle) && !receive_exactly(handle->fd, header.bytes, SYSMNG_HEADER_LEN)) {
-        return receive_failed(handle);
-    }
+    if (!header_held(*handle) && !receive_header(handle)) return receive_failed(handle);
     if (length_of(header) < SYSMNG_HEADER_LEN) return receive_failed(handle);
 
     const uint32_t payload_len = length_of(header) - SYSMNG_HEADER_LEN;
     const bool fits = payload_len <= *len_inout;
     if (fits) {
-        if (payload_len > 0 && !receive_exactly(handle->fd, buffer, payload_len)) {
+        if (payload_len > 0 && !receive_exactly(handle, buffer, payload_len, true)) {
             return receive_failed(handle);
         }
         if (SysMngChecksumVerify(&header, buffer) != RET_OK) return receive_failed(handle);
     }
-    *type_out = load_u32(header.bytes + type_at);
+    *type_out = load_u32(header.type);
     *len_inout = payload_len;
-    if (tag_out) *tag_out = load_u32(header.bytes + tag_at);
+    if (tag_out) *tag_out = load_u32(header.tag);
     if (!fits) return RET_INSUFMEM;
     header = {};
+    handle->deadline_us = 0;
     return RET_OK;
 }

@@ -13,7 +13,7 @@ const char *const command_names[CMD_MAX_NUM + 1] = {
 namespace {
 
 constexpr uint32_t no_tag = 0xFFFFFFFF;
-constexpr timeval reply_wait = {30, 0};
+constexpr timeval reply_wait = {SYSMNG_EXCHANGE_SECONDS, 0};
 
 /* No record set comes near this size: a longer reply is a broken daemon's, and
  * its word is not worth the memory. */

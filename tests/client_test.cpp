@@ -14,7 +14,7 @@ namespace {
 
 using namespace std::string_literals;
 
-constexpr timeval no_wait = {0, 0};
+constexpr timeval no_wait = {0, 0}, half_a_minute = {30, 0};
 
 /* Type 7, tag 0x44332211, a payload of 12 bytes; and one without a payload. */
 const std::string payload = "\1\2\3\4\5\6\7\x8\x9\xA\xB\xC";
@@ -31,7 +31,8 @@ protected:
     Client()
     {
         the_daemon.on_message = [this](const std::string &bytes) { sent += bytes; };
-        paused_us = 0;
+        clock_us = 0;
+        calls_made.clear();
     }
     ~Client() override
     {
@@ -92,9 +93,10 @@ TEST_F(Client, RefusesBadArguments)
     EXPECT_EQ(receive(0), -1);
     EXPECT_EQ(receive(1), 0) << "the message is still there";
 
-    SysMngHeader header = {{0, 0, 0, 0, 12}};
+    SysMngHeader header = {};
+    header.length[0] = 12;
     EXPECT_EQ(SysMngChecksumGenerate(&header, buffer), -1) << "length below the header's";
-    header.bytes[4] = 14;
+    header.length[0] = 14;
     EXPECT_EQ(SysMngChecksumVerify(&header, nullptr), -1) << "payload missing";
     EXPECT_EQ(SysMngChecksumVerify(nullptr, buffer), -1);
 }
@@ -155,22 +157,125 @@ TEST_F(Client, DropsWhatIsPendingWithABadMessage)
     }
 }
 
-TEST_F(Client, GivesAMessageInPiecesTheTimeToArrive)
+TEST_F(Client, CostsOneCallToSendOneToWaitAndTwoToReceive)
 {
-    std::string pieces = whole;
-    for (const bool arrives : {true, false}) {
-        the_daemon.sends(pieces.substr(0, 13));
-        the_daemon.in_pauses = pieces.substr(13);
-        paused_us = 0;
-        EXPECT_EQ(SysMngWaitMsg(handle, no_wait), 0) << "even if it stops arriving";
-        EXPECT_EQ(receive(), arrives ? 0 : -1);
-        if (arrives) {
-            EXPECT_LE(paused_us, 4000);
-        } else {
-            EXPECT_EQ(paused_us / 10000, 25) << "a quarter of a second after the last byte";
-        }
-        pieces.pop_back();
+    the_daemon.on_message = [](const std::string &) { the_daemon.sends(whole); };
+    EXPECT_EQ(send(0, 1, ""), 0);
+    EXPECT_EQ(SysMngWaitMsg(handle, half_a_minute), 0);
+    EXPECT_EQ(receive(), 0);
+    const std::map<std::string, int> expected = {{"send", 1}, {"select", 1}, {"recv", 2}};
+    EXPECT_EQ(calls_made, expected);
+}
+
+TEST_F(Client, TakesAMessageInAnyPieces)
+{
+    for (size_t cut = 1; cut < whole.size(); ++cut) {
+        SCOPED_TRACE(cut);
+        the_daemon.sends(whole.substr(0, cut));
+        the_daemon.later = {{250000, whole.substr(cut)}};
+        EXPECT_EQ(receive(), 0);
+        EXPECT_EQ(received(), payload);
+
+        the_daemon.sends(whole.substr(0, cut));
+        the_daemon.later = {{250001, whole.substr(cut)}};
+        EXPECT_EQ(receive(), -1) << "a gap that is too long";
+        EXPECT_TRUE(input_is_empty());
+        EXPECT_EQ(send(0, 1, ""), 0) << "the late rest goes before";
+        EXPECT_EQ(the_daemon.later.size(), 0u);
+        the_daemon.sends(whole);
+        EXPECT_EQ(receive(), 0);
     }
+    for (const char byte : whole) the_daemon.later.push_back({249000, {byte}});
+    EXPECT_EQ(SysMngWaitMsg(handle, half_a_minute), 0);
+    EXPECT_EQ(receive(), 0) << "byte by byte";
+    EXPECT_EQ(received(), payload);
+}
+
+TEST_F(Client, WaitsForALateRestNoLongerThanAGap)
+{
+    const struct {
+        int64_t since_us; /* from the failure to the next message */
+        std::deque<Late> rest;
+        int64_t waited_us;
+    } cases[] = {
+        {0,
+         {{50000, whole.substr(5, 9)}, {60000, whole.substr(14)}},
+         250000}, /* of unknown length */
+        {0, {{240000, whole.substr(5)}}, 250000},
+        {0, {}, 250000},
+        {249999, {}, 1},
+        {250000, {}, 0},
+    };
+    for (const auto &[since_us, rest, waited_us] : cases) {
+        the_daemon.sends(whole.substr(0, 5));
+        EXPECT_EQ(receive(), -1);
+        the_daemon.later = rest;
+        clock_us += since_us;
+        const int64_t before = clock_us;
+        EXPECT_EQ(send(0, 1, ""), 0);
+        EXPECT_EQ(clock_us - before, waited_us);
+        EXPECT_TRUE(input_is_empty());
+    }
+    the_daemon.sends(whole.substr(0, 20));
+    EXPECT_EQ(receive(), -1);
+    the_daemon.later = {{1000, whole.substr(20, 2)}, {1000, whole.substr(22)}, {1, "behind"}};
+    const int64_t before = clock_us;
+    EXPECT_EQ(send(0, 1, ""), 0);
+    EXPECT_EQ(clock_us - before, 2000) << "all that was missing has come";
+}
+
+TEST_F(Client, EndsAnExchangeAfterHalfAMinute)
+{
+    the_daemon.later = {{29000000, whole.substr(0, 1)}};
+    for (const char byte : whole.substr(1)) the_daemon.later.push_back({200000, {byte}});
+    EXPECT_EQ(SysMngWaitMsg(handle, half_a_minute), 0);
+    EXPECT_EQ(receive(), -1);
+    EXPECT_EQ(clock_us, 30000000);
+
+    /* The time of an exchange goes on while its payload waits for a larger buffer. */
+    the_daemon.later.clear();
+    send(0, 1, "");
+    the_daemon.later = {{20000000, whole.substr(0, 5)}, {200000, whole.substr(5, 8)}};
+    EXPECT_EQ(SysMngWaitMsg(handle, half_a_minute), 0);
+    EXPECT_EQ(receive(1), -3);
+    clock_us += 9700000;
+    the_daemon.later = {{200000, whole.substr(13, 1)}, {200000, whole.substr(14)}};
+    EXPECT_EQ(receive(), -1);
+}
+
+TEST_F(Client, GoesOnWaitingAfterASignal)
+{
+    const Late signal = {1000000, "", true};
+    the_daemon.later = {signal,
+                        signal,
+                        {1000000, whole.substr(0, 3)},
+                        {100000, "", true},
+                        {100000, whole.substr(3)}};
+    EXPECT_EQ(SysMngWaitMsg(handle, half_a_minute), 0);
+    EXPECT_EQ(last_wait.tv_sec, 28) << "with the time that is left";
+    EXPECT_EQ(receive(), 0);
+    the_daemon.later = {signal, signal, signal};
+    EXPECT_EQ(SysMngWaitMsg(handle, {2, 500000}), -2);
+    EXPECT_EQ(clock_us, 3200000 + 2500000);
+}
+
+TEST_F(Client, LeavesWhatStandsBehindAMessage)
+{
+    the_daemon.sends(whole + empty + whole.substr(0, 20));
+    EXPECT_EQ(receive(), 0);
+    EXPECT_EQ(receive(), 0);
+    EXPECT_EQ(length, 0u);
+    the_daemon.sends(whole.substr(20));
+    EXPECT_EQ(receive(), 0);
+    EXPECT_EQ(received(), payload);
+}
+
+TEST_F(Client, IsNotHeldUpByADaemonThatNeverStops)
+{
+    the_daemon.floods = true;
+    EXPECT_EQ(SysMngClearQueue(handle), 0);
+    EXPECT_LT(calls_made["recv"], 100000);
+    EXPECT_EQ(send(0, 1, ""), 0);
 }
 
 TEST_F(Client, SurvivesAClosedPeer)

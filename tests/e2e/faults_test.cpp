@@ -84,14 +84,10 @@ std::string with_length(std::string bytes, uint32_t length)
     return bytes;
 }
 
-/* The header comes whole, as only then the rest is waited for; and the tail, as the kernel lets no
- * more than 278 pieces wait. */
 Answer byte_by_byte(const std::string &message)
 {
-    const size_t tail = std::min<size_t>(message.size(), 250);
-    Answer answer = {Step::send(message.substr(0, 13))};
-    for (const char byte : message.substr(13, tail - 13)) answer.push_back(Step::send({byte}));
-    answer.push_back(Step::send(message.substr(tail)));
+    Answer answer;
+    for (const char byte : message) answer.push_back(Step::send({byte}));
     return answer;
 }
 
@@ -110,10 +106,8 @@ std::vector<Fault> faults_of(const Route &route)
         {"another tag", {send(message(0, payload, 7))}, as_good},
         {"a record that is less than told", {send(reply(command, 1, 0xFFFFFFFF, record))}, as_good},
         {"one byte at a time", byte_by_byte(good), as_good},
-        {"slowly", {send(good.substr(0, 1)), Step::pause(150), send(good.substr(1))}},
-        {"slowly, but for the header", {send(good.substr(0, 14)), Step::pause(150),
-            send(good.substr(14, quarter)), Step::pause(150), send(good.substr(14 + quarter))},
-         as_good},
+        {"slowly", {send(good.substr(0, 1)), Step::pause(150), send(good.substr(1, quarter)),
+            Step::pause(150), send(good.substr(1 + quarter))}, as_good},
         {"two replies", {send(good + good)}, as_good, ONE_LOST},
         {"good, then another's", {send(good + other)}, as_good, ONE_LOST},
         {"good, then two bytes", {send(good + "xx")}, as_good, ONE_LOST},
@@ -237,32 +231,79 @@ TEST_F(Faults, ALateReplyTimesOut)
     }
 }
 
-/* A list of 100 streams, each time sent in other pieces with other gaps. The pieces are not so
- * many that the kernel, which counts more than their bytes, has no room for them all. */
+std::string list_of_streams(uint32_t count)
+{
+    std::string records;
+    for (uint32_t id = 1; id <= count; ++id) records += u32(id) + text_field("", 1690);
+    return reply(1, 1, records);
+}
+
+/* In pieces of random lengths, up to a length that is chosen for each; some behind a pause. */
+Answer in_pieces(const std::string &bytes, std::minstd_rand &random,
+                 const std::vector<size_t> &longest, size_t one_pause_in, int longest_pause_ms)
+{
+    const auto below = [&](size_t limit) { return static_cast<size_t>(random()) % limit; };
+    Answer answer;
+    for (size_t at = 0, length; at < bytes.size(); at += length) {
+        length = 1 + below(longest[below(longest.size())]);
+        answer.push_back(Step::send(bytes.substr(at, length)));
+        if (below(one_pause_in) > 0) continue;
+        answer.push_back(Step::pause(1 + static_cast<int>(below(longest_pause_ms))));
+    }
+    return answer;
+}
+
 TEST_F(Faults, LongRunOfListsInPieces)
 {
     constexpr int lists = 5000;
     std::minstd_rand random(5);
-    const auto below = [&](size_t limit) { return static_cast<size_t>(random()) % limit; };
-    std::string records;
-    for (uint32_t id = 1; id <= 100; ++id) records += u32(id) + text_field("", 1690);
-    const std::string bytes = reply(1, 1, records);
+    const std::string bytes = list_of_streams(100);
     daemon.answer(1, {Step::send(bytes)});
     const std::string expected = client.get("/api/stream").body;
     EXPECT_NE(expected.find("\n{\"id\" : \"100\", "), std::string::npos);
-
     size_t pieces = 0;
     for (int i = 0; i < lists; ++i) {
-        Answer answer;
-        for (size_t at = 0, length; at < bytes.size(); at += length, ++pieces) {
-            length = 13 + below(below(2) ? 60000 : 300);
-            answer.push_back(Step::send(bytes.substr(at, length)));
-            if (below(10) == 0) answer.push_back(Step::pause(1 + static_cast<int>(below(2))));
-        }
+        const Answer answer = in_pieces(bytes, random, {60000, 300}, 10, 2);
+        pieces += answer.size();
         daemon.answer(1, answer);
         ASSERT_TRUE(client.get("/api/stream").body == expected) << i;
     }
     printf("%d lists of 100 streams received in %zu pieces\n", lists, pieces);
+}
+
+/* 3.4 MB, many times what the socket's buffers hold. */
+TEST_F(Faults, ReplyOfAnyLength)
+{
+    std::minstd_rand random(5);
+    const std::string bytes = list_of_streams(2000);
+    std::string expected = "[\n";
+    daemon.answer(1, {Step::send(list_of_streams(1))});
+    const std::string one = client.get("/api/stream").body; /* "[\n{"id" : "1", ... }\n]" */
+    for (int id = 1; id <= 2000; ++id) {
+        expected += "{\"id\" : \"" + std::to_string(id) + one.substr(12, one.size() - 14);
+        expected += id < 2000 ? ",\n" : "\n]";
+    }
+    const Answer ways[] = {{Step::send(bytes)},
+                           in_pieces(bytes, random, {4000}, 100, 249),
+                           in_pieces(bytes, random, {4000}, 2, 1)};
+    for (const Answer &way : ways) {
+        daemon.answer(1, way);
+        EXPECT_TRUE(client.get("/api/stream").body == expected) << way.size() << " steps";
+        expect_good_exchange();
+    }
+}
+
+/* The rest is still to come when the next command is asked for. */
+TEST_F(Faults, TooLongAGapFailsOneCommand)
+{
+    const std::string good = reply(uptime_get, 1, uptime_record);
+    for (const size_t cut : {1u, 4u, 8u, 12u, 13u, 14u, 25u, 300u}) {
+        SCOPED_TRACE(cut);
+        daemon.answer_once(uptime_get, {Step::send(good.substr(0, cut)), Step::pause(300),
+                                        Step::send(good.substr(cut))});
+        expect_failure(client.get("/api/uptime"), 500);
+        expect_good_exchange();
+    }
 }
 
 void expect_no_start()

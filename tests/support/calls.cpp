@@ -16,8 +16,9 @@
 
 Daemon the_daemon;
 time_t fixed_time;
-timeval longest_wait;
-long paused_us;
+timeval last_wait;
+int64_t clock_us;
+std::map<std::string, int> calls_made;
 std::string debug_output;
 const plugin_data *guarded;
 
@@ -73,8 +74,8 @@ WRAP(void *, "calloc", calloc, ENOMEM, nullptr, (size_t count, size_t size), (co
 WRAP(void *, "realloc", realloc, ENOMEM, nullptr, (void *old, size_t size), (old, size))
 WRAP(int, "socket", socket, EMFILE, -1, (int family, int type, int protocol),
      (family, type, protocol))
-WRAP(int, "fcntl", fcntl64, EINVAL, -1, (int fd, int command, long argument),
-     (fd, command, argument))
+WRAP(long, "fcntl", syscall, EINVAL, -1, (long number, int fd, int command, long argument),
+     (number, fd, command, argument))
 WRAP(int, "open", open64, EMFILE, -1, (const char *path, int flags, mode_t mode),
      (path, flags, mode))
 WRAP(void *, "mmap", mmap64, ENOMEM, MAP_FAILED,
@@ -117,7 +118,7 @@ int __wrap_connect(int fd, const sockaddr *to, socklen_t)
     int ends[2];
     if (fails("connect", EAGAIN) || !heard || socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
         return -1;
-    __real_fcntl64(ends[0], F_SETFL, __real_fcntl64(fd, F_GETFL, 0));
+    fcntl(ends[0], F_SETFL, fcntl(fd, F_GETFL));
     dup2(ends[0], fd);
     __real_close(ends[0]);
     the_daemon.fd = ends[1];
@@ -127,6 +128,8 @@ int __wrap_connect(int fd, const sockaddr *to, socklen_t)
 ssize_t __real_recv(int fd, void *bytes, size_t count, int flags);
 ssize_t __wrap_recv(int fd, void *bytes, size_t count, int flags)
 {
+    ++calls_made["recv"];
+    if (the_daemon.floods) the_daemon.sends(std::string(count, 'x'));
     if (fails("recv", EIO)) return -1;
     const ssize_t got = __real_recv(fd, bytes, count, flags);
     if (guarded && bytes == guarded->msg_buf && got > 0) {
@@ -139,6 +142,7 @@ ssize_t __wrap_recv(int fd, void *bytes, size_t count, int flags)
 ssize_t __real_send(int fd, const void *bytes, size_t count, int flags);
 ssize_t __wrap_send(int fd, const void *bytes, size_t count, int flags)
 {
+    ++calls_made["send"];
     if (fails("send", EPIPE)) return -1;
     const ssize_t sent = __real_send(fd, bytes, count, flags);
     if (sent <= 0) return sent;
@@ -148,21 +152,43 @@ ssize_t __wrap_send(int fd, const void *bytes, size_t count, int flags)
     return sent;
 }
 
+/* Time passes here alone, up to what comes next or to the end of the wait. */
 int __real_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout);
 int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout)
 {
+    ++calls_made["select"];
     if (fails("select", EBADF)) return -1;
-    if (count == 0) {
-        paused_us += timeout->tv_usec;
-        const std::string left = the_daemon.in_pauses;
-        const size_t half = left.size() - left.size() / 2;
-        the_daemon.sends(left.substr(0, half));
-        the_daemon.in_pauses = left.substr(half);
-        return 0;
+    last_wait = *timeout;
+    const auto ready = [=] {
+        fd_set set = *read;
+        timeval none = {0, 0};
+        const int result = __real_select(count, &set, write, except, &none);
+        if (result > 0) *read = set;
+        return result;
+    };
+    if (const int now = ready()) return now;
+    const int64_t wait_us = timeout->tv_sec * 1000000 + timeout->tv_usec;
+    std::deque<Late> &later = the_daemon.later;
+    const bool in_time = !later.empty() && later.front().pause_us <= wait_us;
+    const int64_t passed_us = in_time ? later.front().pause_us : wait_us;
+    clock_us += passed_us;
+    *timeout = {(wait_us - passed_us) / 1000000, (wait_us - passed_us) % 1000000};
+    if (!later.empty()) later.front().pause_us -= passed_us;
+    if (!in_time) return 0;
+    const Late next = later.front();
+    later.pop_front();
+    if (!next.is_signal) {
+        the_daemon.sends(next.bytes);
+        return ready();
     }
-    longest_wait = *timeout;
-    timeval none = {0, 0};
-    return __real_select(count, read, write, except, &none);
+    errno = EINTR;
+    return -1;
+}
+
+int __wrap_clock_gettime(clockid_t, timespec *now)
+{
+    *now = {clock_us / 1000000, clock_us % 1000000 * 1000};
+    return 0;
 }
 
 time_t __real_time(time_t *out);
@@ -188,6 +214,6 @@ void Daemon::closes()
 uint64_t open_descriptors()
 {
     uint64_t open = 0;
-    for (int fd = 0; fd < 64; ++fd) open = open << 1 | (__real_fcntl64(fd, F_GETFD, 0) != -1);
+    for (int fd = 0; fd < 64; ++fd) open = open << 1 | (fcntl(fd, F_GETFD) != -1);
     return open;
 }

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <deque>
 #include <functional>
+#include <map>
 #include <string>
 
 /* While it lives, the calls of one name fail, as the C library spells it: the
@@ -21,11 +23,19 @@ public:
     int calls() const; /* of this kind since it began */
 };
 
+/* Bytes that come after a pause, or an interruption by a signal. */
+struct Late {
+    int64_t pause_us;
+    std::string bytes;
+    bool is_signal = false;
+};
+
 /* The daemon. The module connects to it where the daemon's socket would be. */
 struct Daemon {
     bool listens = true;
     std::function<void(const std::string &bytes)> on_message; /* while the module sends it */
-    std::string in_pauses; /* sent when the module pauses: half of it, rounded up, each time */
+    std::deque<Late> later; /* what it sends while the module waits */
+    bool floods = false;    /* it sends more whenever the module receives */
 
     void sends(const std::string &bytes) const;
     void closes();
@@ -37,10 +47,11 @@ extern Daemon the_daemon;
 /* The descriptors that are open, a bit for each of the first. */
 uint64_t open_descriptors();
 
-extern time_t fixed_time;        /* what time() tells; 0: the truth */
-extern timeval longest_wait;     /* that a select was called with */
-extern long paused_us;           /* in selects that wait for nothing but time */
-extern std::string debug_output; /* what was written to standard error */
+extern time_t fixed_time; /* what time() tells; 0: the truth */
+extern timeval last_wait; /* that a select was called with */
+extern int64_t clock_us;  /* the monotonic clock: it moves while the module waits */
+extern std::map<std::string, int> calls_made; /* of the link's system calls */
+extern std::string debug_output;              /* what was written to standard error */
 
 /* Behind a reply in its msg_buf nothing can be read; null: no such guard. */
 struct plugin_data;
