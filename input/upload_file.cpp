@@ -1,6 +1,7 @@
 #include "input/upload_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +16,20 @@ int discard_for(UploadFile *file, int error)
     return error;
 }
 
+/* A file of one name that may be written, emptied; or -1. */
+int open_emptied(int directory, const char *name)
+{
+    const int fd = openat(directory, name, O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+    if (fd == -1) return -1;
+    struct stat status;
+    if (fstat(fd, &status) == 0 && S_ISREG(status.st_mode) && status.st_nlink == 1 &&
+        ftruncate(fd, 0) == 0) {
+        return fd;
+    }
+    close(fd);
+    return -1;
+}
+
 } // namespace
 
 int upload_open(UploadFile *file, const char *name)
@@ -24,8 +39,11 @@ int upload_open(UploadFile *file, const char *name)
     if (unlinkat(file->directory, name, 0) == 0 || errno == ENOENT) {
         constexpr int flags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
         file->fd = openat(file->directory, name, flags, mode);
+        return file->fd == -1 ? discard_for(file, errno) : 0;
     }
-    return file->fd == -1 ? discard_for(file, errno) : 0;
+    const int error = errno;
+    file->fd = open_emptied(file->directory, name);
+    return file->fd == -1 ? discard_for(file, error) : 0;
 }
 
 int upload_write(UploadFile *file, const char *data, size_t length)
@@ -54,7 +72,9 @@ int upload_close(UploadFile *file)
 void upload_discard(UploadFile *file)
 {
     if (file->fd != -1) {
-        unlinkat(file->directory, file->name, 0);
+        /* What cannot be removed is left empty, and not half written. */
+        [[maybe_unused]] const bool gone =
+            unlinkat(file->directory, file->name, 0) == 0 || ftruncate(file->fd, 0) == 0;
         close(file->fd);
     }
     if (file->directory != -1) close(file->directory);
