@@ -10,6 +10,7 @@
 
 #include "input/form.h"
 #include "input/multipart.h"
+#include "input/params.h"
 
 namespace {
 
@@ -63,45 +64,98 @@ bool map_file(server *srv, chunk *c)
     return true;
 }
 
+/* A memory chunk's bytes of the body. */
+Span body_bytes(const chunk *c)
+{
+    const size_t used = c->mem->used > 0 ? c->mem->used - 1 : 0;
+    const size_t offset = static_cast<size_t>(c->offset);
+    return offset < used ? Span{c->mem->ptr + offset, used - offset} : Span{"", 0};
+}
+
+/* What follows request headers, where there are any in front of the first NUL. */
+Span skip_headers(Span text)
+{
+    const Span before_nul = up_to(text, '\0');
+    const Span line = up_to(before_nul, '\r'); /* few forms have a line end: the quicker search */
+    const char *found = find(rest_of(before_nul, line.length), span_of("\r\n\r\n"));
+    return found ? rest_of(text, static_cast<size_t>(found - text.data) + 4) : text;
+}
+
+/* The form in the memory chunks. One chunk is left where it lies; a pair can be
+ * cut anywhere between two, so those are put together in `joined`. Request
+ * headers can stand in front of the first where its offset does not say where
+ * the body begins. */
+Span join_form(chunk *first, buffer *joined)
+{
+    Span form = {nullptr, 0};
+    for (chunk *c = first; c; c = c->next) {
+        if (c->type != chunk::MEM_CHUNK) continue;
+        Span bytes = body_bytes(c);
+        if (c == first && c->offset == 0) bytes = skip_headers(bytes);
+        if (form.length == 0) {
+            form = bytes;
+            continue;
+        }
+        if (joined->used == 0) buffer_append_string_len(joined, form.data, form.length);
+        if (joined->used > MOST_PARAMETER_BYTES) break;
+        buffer_append_string_len(joined, bytes.data, bytes.length);
+        form = {joined->ptr, joined->used - 1};
+    }
+    return form;
+}
+
+/* As much of it as may be, up to the end of a pair. */
+Span bounded(Span form)
+{
+    if (form.length <= MOST_PARAMETER_BYTES) return form;
+    const void *end = memrchr(form.data, '&', MOST_PARAMETER_BYTES);
+    return {form.data, end ? static_cast<size_t>(static_cast<const char *>(end) - form.data) : 0};
+}
+
+void report_dropped(server *srv)
+{
+    log_error_write(srv, label, __LINE__, "s", "Dropped what is more than a form may hold");
+}
+
 /* URL-encoded pairs. What the server keeps in files is mapped and left. */
 handler_t decode_form_body(server *srv, chunk *first, plugin_data *p)
 {
     for (chunk *c = first; c; c = c->next) {
-        if (c->type == chunk::FILE_CHUNK) {
-            if (!map_file(srv, c)) return HANDLER_ERROR;
-        } else {
-            parse_urlencoded_chunk(c, c == first, p->params, p->tmp_buf);
-        }
+        if (c->type == chunk::FILE_CHUNK && !map_file(srv, c)) return HANDLER_ERROR;
     }
-    finish_urlencoded(p->params, p->tmp_buf);
+    const Span form = join_form(first, p->tmp_buf);
+    if (!form.data) return HANDLER_GO_ON;
+    const Span pairs = bounded(form);
+    const buffer content = {const_cast<char *>(pairs.data), pairs.length + 1, 0};
+    const bool all_stored = parse_urlencoded_chunk(&content, p->params) == 0;
+    if (!all_stored || pairs.length < form.length) report_dropped(srv);
     return HANDLER_GO_ON;
 }
 
 /* A multipart form. Without a boundary nothing can be told apart: the body
- * yields no parameters. Only a chunk whose offset does not say where the body
- * starts can hold request headers. */
+ * yields no parameters. */
 handler_t decode_multipart_body(server *srv, chunk *first, plugin_data *p, const char *boundary)
 {
     multipart_parser parser;
-    if (!boundary || !multipart_parser_init(&parser, srv, p->params, p->tmp_buf, boundary))
-        return HANDLER_GO_ON;
+    if (!boundary || !multipart_parser_init(&parser, boundary)) return HANDLER_GO_ON;
+    parser.field = p->tmp_buf;
+    parser.may_have_headers = first->type == chunk::MEM_CHUNK && first->offset == 0;
     handler_t result = HANDLER_GO_ON;
     for (chunk *c = first; c && result == HANDLER_GO_ON; c = c->next) {
         if (c->type == chunk::MEM_CHUNK) {
-            const size_t used = c->mem->used > 0 ? c->mem->used - 1 : 0;
-            const size_t offset = static_cast<size_t>(c->offset);
-            if (offset < used)
-                parse_multipart_chunk(&parser, c->mem->ptr + offset, used - offset,
-                                      c == first && offset == 0);
+            const Span bytes = body_bytes(c);
+            parse_multipart_chunk(srv, bytes.data, bytes.length, p->params, &parser);
         } else if (map_file(srv, c)) {
-            parse_multipart_chunk(&parser, c->file.mmap.start, c->file.mmap.length, false);
-            /* The mapping stays, its pages must not: there are as many as the upload has. */
+            parse_multipart_chunk(srv, c->file.mmap.start, c->file.mmap.length, p->params, &parser);
+            /* The server unmaps the file at the end of the request. Until then its pages would
+             * count as the server's memory. */
             madvise(c->file.mmap.start, c->file.mmap.length, MADV_DONTNEED);
         } else {
             result = HANDLER_ERROR;
         }
     }
     multipart_parser_finish(&parser, result == HANDLER_GO_ON);
+    if (parser.dropped) report_dropped(srv);
     return result;
 }
 
@@ -114,9 +168,25 @@ handler_t parse_query_params(server *srv, connection *con, plugin_data *p)
     if (queue->bytes_in != con->request.content_length) {
         const handler_t read = connection_handle_read_post_state(srv, con);
         if (read != HANDLER_GO_ON) return read;
+        /* A server that streams bodies goes on before their end. */
+        if (queue->bytes_in != con->request.content_length) return HANDLER_WAIT_FOR_EVENT;
     }
     if (con->request.content_length == 0) return HANDLER_GO_ON;
     buffer_reset(p->tmp_buf);
-    return type.multipart ? decode_multipart_body(srv, queue->first, p, type.boundary)
-                          : decode_form_body(srv, queue->first, p);
+    const handler_t result = type.multipart
+                                 ? decode_multipart_body(srv, queue->first, p, type.boundary)
+                                 : decode_form_body(srv, queue->first, p);
+    buffer_reset(p->tmp_buf);
+    return result;
+}
+
+void release_giant_form(const connection *con, plugin_data *p)
+{
+    constexpr int64_t usual_bytes = 16 * 1024;
+    constexpr size_t usual_parameters = 128;
+    if (con->request.content_length <= usual_bytes && p->params->used <= usual_parameters) return;
+    array *fresh = array_init();
+    if (!fresh) return;
+    array_free(p->params);
+    p->params = fresh;
 }

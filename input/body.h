@@ -6,7 +6,11 @@
 
 /* Decodes the body by its Content-Type: a multipart form, whose files go to
  * the upload directory, or else URL-encoded pairs. The caller empties `params`
- * first. Returns HANDLER_GO_ON when the body was complete and is decoded;
+ * first. Returns HANDLER_GO_ON when the whole body was there and is decoded;
  * any other value, for example while it is still arriving, is for the server:
  * the handler returns it at once and is called again from its start. */
 handler_t parse_query_params(server *srv, connection *con, plugin_data *p);
+
+/* To be called when the request is over: what a giant form has made grow is
+ * given back. */
+void release_giant_form(const connection *con, plugin_data *p);

@@ -1,29 +1,41 @@
 #include "input/debug_lines.h"
 
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
+#include <climits>
 
 namespace {
 
-/* Nobody can be told that standard error is gone. */
-void write_all(Span text)
+/* A pipe or a socket that is ready takes as much as this without waiting. */
+static_assert(sizeof(DebugLines::bytes) <= PIPE_BUF);
+
+bool standard_error_has_room()
+{
+    pollfd out = {STDERR_FILENO, POLLOUT, 0};
+    return poll(&out, 1, 0) == 1 && (out.revents & POLLOUT) != 0;
+}
+
+/* Adds bytes of any length. */
+void add(DebugLines &lines, Span text)
 {
     while (text.length > 0) {
-        const ssize_t written = write(STDERR_FILENO, text.data, text.length);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        text.data += written;
-        text.length -= static_cast<size_t>(written);
+        if (lines.used == sizeof(lines.bytes)) flush(lines);
+        const size_t room = sizeof(lines.bytes) - lines.used;
+        const size_t count = text.length < room ? text.length : room;
+        memcpy(lines.bytes + lines.used, text.data, count);
+        lines.used += count;
+        text = rest_of(text, count);
     }
 }
 
-/* Where a line of this length goes; null when it is longer than all the room. */
+/* Where a line of this length goes in one piece; null when it is longer than
+ * all the room. */
 char *room_for(DebugLines &lines, size_t length)
 {
-    if (length > sizeof(lines.bytes) - lines.used) flush(lines);
     if (length > sizeof(lines.bytes)) return nullptr;
+    if (length > sizeof(lines.bytes) - lines.used) flush(lines);
     char *at = lines.bytes + lines.used;
     lines.used += length;
     return at;
@@ -35,43 +47,40 @@ char *put(char *at, Span text)
     return at + text.length;
 }
 
-/* For literals: inline, they cost no calls. */
-inline Span span(const char *text)
-{
-    return {text, strlen(text)};
-}
-
 } // namespace
 
+/* Nobody can be told that standard error is gone or full. */
 void flush(DebugLines &lines)
 {
-    write_all({lines.bytes, lines.used});
+    Span text = {lines.bytes, lines.used};
     lines.used = 0;
+    while (text.length > 0 && standard_error_has_room()) {
+        const ssize_t written = write(STDERR_FILENO, text.data, text.length);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) return;
+        text = rest_of(text, static_cast<size_t>(written));
+    }
 }
 
 void add_content(DebugLines &lines, Span content)
 {
-    char *at = room_for(lines, strlen("content=\n") + content.length);
-    if (at) {
-        put(put(put(at, span("content=")), content), span("\n"));
-    } else {
-        write_all(span("content="));
-        write_all(content);
-        write_all(span("\n"));
-    }
+    add(lines, span_of("content="));
+    add(lines, content);
+    add(lines, span_of("\n"));
 }
 
+/* There are many of these: in one piece they cost few calls. */
 void add_pair(DebugLines &lines, Span key, Span value)
 {
-    char *at = room_for(lines, strlen("key=, value=\n") + key.length + value.length);
-    if (at) {
-        at = put(put(at, span("key=")), key);
-        put(put(put(at, span(", value=")), value), span("\n"));
-    } else {
-        write_all(span("key="));
-        write_all(key);
-        write_all(span(", value="));
-        write_all(value);
-        write_all(span("\n"));
+    const size_t length = strlen("key=, value=\n") + key.length + value.length;
+    if (char *at = room_for(lines, length)) {
+        at = put(put(at, span_of("key=")), key);
+        put(put(put(at, span_of(", value=")), value), span_of("\n"));
+        return;
     }
+    add(lines, span_of("key="));
+    add(lines, key);
+    add(lines, span_of(", value="));
+    add(lines, value);
+    add(lines, span_of("\n"));
 }

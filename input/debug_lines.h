@@ -1,13 +1,9 @@
 /* Debug lines on standard error, gathered so that those of one chunk leave in
- * few writes. */
+ * few writes. They never hold up the server: what standard error has no room
+ * for at the moment is dropped. */
 #pragma once
 
-#include <cstddef>
-
-struct Span {
-    const char *data;
-    size_t length;
-};
+#include "input/span.h"
 
 struct DebugLines {
     size_t used = 0;

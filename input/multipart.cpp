@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+#include "input/params.h"
+
 namespace {
 
 constexpr const char *label = "parse_multipart_chunk";
@@ -10,11 +12,11 @@ constexpr size_t dashes_length = sizeof(opening_dashes) - 1;
 constexpr size_t directory_length = sizeof(UPLOAD_DIRECTORY) - 1;
 constexpr size_t longest_name = 4095 - directory_length; /* of a file, by its path's limit */
 
-/* What a body can make the process hold. The longest text of any record, with
- * every byte percent-encoded, is less than half of a longest value, and no
- * form has a tenth as many fields. What lies beyond is cut or dropped. */
+/* The longest text of any record, with every byte percent-encoded, is less than
+ * half of a longest value. An upload is one file, and a certificate at most
+ * comes with a key and a chain. */
 constexpr size_t longest_value = 65536;
-constexpr size_t most_parameters = 1024;
+constexpr uint32_t most_files = 8;
 
 size_t length_of(const buffer *b)
 {
@@ -24,68 +26,6 @@ size_t length_of(const buffer *b)
 size_t least(size_t a, size_t b)
 {
     return a < b ? a : b;
-}
-
-void begin_header_line(multipart_parser *parser)
-{
-    parser->header = "Content-Disposition";
-    parser->state = multipart_parser::HEADER_NAME;
-}
-
-/* The name may end early: its beginning stands for the whole. */
-void take_header_name(multipart_parser *parser, char c)
-{
-    const char *expected = parser->header;
-    if (expected) parser->header = *expected != '\0' && *expected == c ? expected + 1 : nullptr;
-}
-
-void begin_subfield(Subfield *field)
-{
-    field->phase = Subfield::SEARCHED;
-    field->matched = field->length = 0;
-}
-
-/* The first place where the key stands decides, wherever it is: name="..." is
- * also found in filename="...". */
-void search_opening(Subfield *field, char c)
-{
-    const char expected = field->opening[field->matched];
-    if (c == expected) {
-        if (field->opening[++field->matched] == '\0') field->phase = Subfield::OPEN;
-    } else if (expected == '=' || expected == '"') {
-        field->phase = Subfield::ABSENT;
-    } else {
-        field->matched = c == field->opening[0];
-    }
-}
-
-void extract_subfield(Subfield *field, char c)
-{
-    if (field->phase == Subfield::SEARCHED) {
-        search_opening(field, c);
-    } else if (field->phase == Subfield::OPEN) {
-        if (c == '"') {
-            field->phase = Subfield::CLOSED;
-        } else if (field->length < sizeof(field->text) - 1) {
-            field->text[field->length++] = c;
-        }
-    }
-}
-
-void end_subfield(Subfield *field)
-{
-    if (field->phase != Subfield::CLOSED) field->length = 0;
-    field->text[field->length] = '\0';
-}
-
-/* A browser may send the whole path, of either kind. */
-char *base_name(char *path)
-{
-    char *base = path;
-    for (char *c = path; *c; ++c) {
-        if (*c == '/' || *c == '\\') base = c + 1;
-    }
-    return base;
 }
 
 /* Whether the name stays in the directory, also in the form in which it is
@@ -107,37 +47,49 @@ void report(multipart_parser *parser, int error)
                     "failed:", strerror(error));
 }
 
-void store_parameter(multipart_parser *parser)
+/* False when the body holds too much. */
+bool store(multipart_parser *parser, Span value)
 {
-    const buffer *value = parser->scratch;
-    array_set_key_value(parser->params, parser->name.text, parser->name.length,
-                        value->ptr ? value->ptr : "", length_of(value));
+    const size_t size = parser->name_length + value.length;
+    const bool stored = size <= MOST_PARAMETER_BYTES - parser->bytes &&
+                        store_parameter(parser->params, {parser->name, parser->name_length}, value);
+    if (stored) {
+        parser->bytes += size;
+    } else {
+        parser->dropped = true;
+    }
+    return stored;
 }
 
-/* The parameter is stored even if the file cannot be: the one who looks for
- * the file then tells the client. */
+/* The parameter is stored even if the file cannot be: the daemon then finds no
+ * file, and tells the client. */
 void begin_file(multipart_parser *parser)
 {
-    char *name = base_name(parser->filename.text);
+    char *const name = parser->filename;
     name[strnlen(name, longest_name)] = '\0';
-    if (!stays_inside(name, parser->scratch)) return;
+    if (!stays_inside(name, parser->field)) return;
+    if (parser->files == most_files) {
+        parser->dropped = true;
+        return;
+    }
 
-    buffer_reset(parser->scratch);
-    buffer_append_string_len(parser->scratch, UPLOAD_DIRECTORY, directory_length);
-    buffer_append_string_len(parser->scratch, name, strlen(name));
-    store_parameter(parser);
+    buffer_reset(parser->field);
+    buffer_append_string_len(parser->field, UPLOAD_DIRECTORY, directory_length);
+    buffer_append_string_len(parser->field, name, strlen(name));
+    if (!store(parser, {parser->field->ptr, length_of(parser->field)})) return;
     parser->part = multipart_parser::FILE_PART;
+    ++parser->files;
     report(parser, upload_open(&parser->file, name));
 }
 
 void begin_part(multipart_parser *parser)
 {
     parser->part = multipart_parser::DROPPED;
-    if (parser->name.length == 0 || parser->params->used >= most_parameters) return;
-    if (parser->filename.length > 0) {
+    if (parser->name_length == 0) return;
+    if (parser->filename_length > 0) {
         begin_file(parser);
     } else {
-        buffer_reset(parser->scratch);
+        buffer_reset(parser->field);
         parser->part = multipart_parser::FIELD;
     }
 }
@@ -147,14 +99,18 @@ void take_content(multipart_parser *parser, const char *data, size_t length)
     if (parser->part == multipart_parser::FILE_PART) {
         report(parser, upload_write(&parser->file, data, length));
     } else if (parser->part == multipart_parser::FIELD) {
-        const size_t room = longest_value - length_of(parser->scratch);
-        buffer_append_string_len(parser->scratch, data, least(length, room));
+        const size_t room = longest_value - length_of(parser->field);
+        if (length > room) parser->dropped = true;
+        buffer_append_string_len(parser->field, data, least(length, room));
     }
 }
 
 void complete_part(multipart_parser *parser)
 {
-    if (parser->part == multipart_parser::FIELD) store_parameter(parser);
+    if (parser->part == multipart_parser::FIELD) {
+        const char *value = parser->field->ptr;
+        store(parser, {value ? value : "", length_of(parser->field)});
+    }
     report(parser, upload_close(&parser->file));
 }
 
@@ -217,31 +173,31 @@ bool expect(multipart_parser *parser, bool as_expected, size_t index)
     return as_expected;
 }
 
-void take_header_value(multipart_parser *parser, char c)
-{
-    if (c == '\r') parser->state = multipart_parser::HEADER_LINE_END;
-    if (!parser->header) return;
-    if (c == '\r') {
-        end_subfield(&parser->name);
-        end_subfield(&parser->filename);
-    } else {
-        extract_subfield(&parser->name, c);
-        extract_subfield(&parser->filename, c);
-    }
-}
-
+/* The name may end early: its beginning stands for the whole. */
 void end_header_name(multipart_parser *parser)
 {
+    constexpr char disposition[] = "Content-Disposition";
+    parser->is_disposition = parser->tail_length < sizeof(disposition) &&
+                             memcmp(parser->tail, disposition, parser->tail_length) == 0;
+    reset_tail(parser);
     parser->state = multipart_parser::HEADER_VALUE;
-    if (!parser->header) return;
-    begin_subfield(&parser->name);
-    begin_subfield(&parser->filename);
+}
+
+void end_header_value(multipart_parser *parser)
+{
+    if (parser->is_disposition) {
+        extract_name(parser->tail, parser->tail_length, parser->name, &parser->name_length);
+        extract_filename(parser->tail, parser->tail_length, parser->filename,
+                         &parser->filename_length);
+    }
+    reset_tail(parser);
+    parser->state = multipart_parser::HEADER_LINE_END;
 }
 
 void begin_next_part(multipart_parser *parser)
 {
-    parser->name.length = parser->filename.length = 0;
-    begin_header_line(parser);
+    parser->name_length = parser->filename_length = 0;
+    parser->state = multipart_parser::HEADER_NAME;
 }
 
 /* Takes a byte that is not content. Returns false when it cannot stand there. */
@@ -255,14 +211,21 @@ bool parse_byte(multipart_parser *parser, char c, size_t index)
             if (c == ':') {
                 end_header_name(parser);
             } else if (c == '\r') {
+                reset_tail(parser);
                 parser->state = multipart_parser::HEADERS_END;
             } else {
-                take_header_name(parser, c);
+                append_to_tail(parser, &c, 1);
             }
             return true;
-        case multipart_parser::HEADER_VALUE: take_header_value(parser, c); return true;
+        case multipart_parser::HEADER_VALUE:
+            if (c == '\r') {
+                end_header_value(parser);
+            } else {
+                append_to_tail(parser, &c, 1);
+            }
+            return true;
         case multipart_parser::HEADER_LINE_END:
-            begin_header_line(parser);
+            parser->state = multipart_parser::HEADER_NAME;
             return expect(parser, c == '\n', index);
         case multipart_parser::HEADERS_END:
             parser->part = multipart_parser::NOT_BEGUN;
@@ -299,34 +262,82 @@ bool skip_request_headers(const multipart_parser *parser, const char **data, siz
 
 } // namespace
 
-bool multipart_parser_init(multipart_parser *parser, server *srv, array *params, buffer *scratch,
-                           const char *boundary)
+void extract_subfield(const char *value, size_t value_length, const char *field, char *text,
+                      uint32_t *text_length)
+{
+    constexpr size_t room = sizeof(multipart_parser::name) - 1;
+    *text_length = 0;
+    *text = '\0';
+    const char *found = find({value, value_length}, span_of(field));
+    if (!found) return;
+    const Span behind = {found + strlen(field),
+                         value_length - static_cast<size_t>(found - value) - strlen(field)};
+    if (behind.length < 2 || memcmp(behind.data, "=\"", 2) != 0) return;
+    const Span from_text = rest_of(behind, 2);
+    const Span quoted = up_to(from_text, '"');
+    if (quoted.length == from_text.length) return;
+    const size_t kept = least(quoted.length, room);
+    memcpy(text, quoted.data, kept);
+    text[kept] = '\0';
+    *text_length = static_cast<uint32_t>(kept);
+}
+
+void extract_name(const char *value, size_t value_length, char *name, uint32_t *name_length)
+{
+    extract_subfield(value, value_length, "name", name, name_length);
+}
+
+void extract_filename(const char *value, size_t value_length, char *filename,
+                      uint32_t *filename_length)
+{
+    extract_subfield(value, value_length, "filename", filename, filename_length);
+    const char *base = filename;
+    for (const char *c = filename; *c; ++c) {
+        if (*c == '/' || *c == '\\') base = c + 1;
+    }
+    memmove(filename, base, strlen(base) + 1);
+}
+
+const char *append_to_tail(multipart_parser *parser, const char *text, size_t count)
+{
+    const size_t kept = least(count, sizeof(parser->tail) - 1 - parser->tail_length);
+    memcpy(parser->tail + parser->tail_length, text, kept);
+    parser->tail_length += kept;
+    parser->tail[parser->tail_length] = '\0';
+    return parser->tail;
+}
+
+void reset_tail(multipart_parser *parser)
+{
+    parser->tail_length = 0;
+    parser->tail[0] = '\0';
+}
+
+bool multipart_parser_init(multipart_parser *parser, const char *boundary)
 {
     const size_t length = strlen(boundary);
     if (length == 0 || length > sizeof(parser->delimiter) - dashes_length) return false;
     if (strpbrk(boundary, "\r\n")) return false;
 
-    parser->state = multipart_parser::OPENING;
-    parser->part = multipart_parser::NOT_BEGUN;
-    parser->srv = srv;
-    parser->params = params;
-    parser->scratch = scratch;
+    memset(parser, 0, sizeof(*parser));
+    parser->may_have_headers = true;
     parser->to_skip = length + 4; /* "--", the boundary and "\r\n" */
-    parser->name.opening = "name=\"";
-    parser->filename.opening = "filename=\"";
     parser->file = NO_UPLOAD;
-    parser->matched = 0;
     parser->delimiter_length = dashes_length + length;
     memcpy(parser->delimiter, opening_dashes, dashes_length);
     memcpy(parser->delimiter + dashes_length, boundary, length);
     return true;
 }
 
-int parse_multipart_chunk(multipart_parser *parser, const char *data, size_t length,
-                          bool may_have_headers)
+int parse_multipart_chunk(server *srv, const char *data, size_t length, array *params,
+                          multipart_parser *parser)
 {
+    parser->srv = srv;
+    parser->params = params;
+    const bool may_have_headers = parser->may_have_headers;
+    parser->may_have_headers = false;
     if (may_have_headers && !skip_request_headers(parser, &data, &length)) {
-        log_error_write(parser->srv, label, 359, "s", "Headers end not found");
+        log_error_write(srv, label, 359, "s", "Headers end not found");
         return 1;
     }
     for (size_t i = 0; i < length && parser->state != multipart_parser::CLOSED;) {
@@ -350,5 +361,4 @@ void multipart_parser_finish(multipart_parser *parser, bool whole_body)
     } else {
         upload_discard(&parser->file);
     }
-    buffer_reset(parser->scratch);
 }

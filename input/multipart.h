@@ -10,17 +10,6 @@
 #include "input/upload_file.h"
 #include "server/lighttpd.h"
 
-/* A quoted text inside a header value, for example name="...". It is taken
- * character by character, so neither its place nor its length is limited; what
- * is kept of it is cut to 4095 characters. */
-struct Subfield {
-    enum { SEARCHED, OPEN, CLOSED, ABSENT } phase;
-    const char *opening; /* the key, '=' and '"' */
-    uint32_t matched;    /* characters of the opening */
-    uint32_t length;     /* characters of the text; 0 when there is none */
-    char text[4096];     /* with a NUL behind it once the value has ended */
-};
-
 struct multipart_parser {
     enum {
         OPENING, /* the first delimiter line */
@@ -35,33 +24,61 @@ struct multipart_parser {
         CLOSED         /* the rest of the body is ignored */
     } state;
     enum { NOT_BEGUN, DROPPED, FIELD, FILE_PART } part; /* what the content is */
+
+    /* Of the chunk that is being parsed. */
     server *srv;
     array *params;
-    buffer *scratch;    /* a field's value while it is gathered */
-    size_t to_skip;     /* bytes left of the first delimiter line */
-    const char *header; /* what the header name still lacks; null once it is another header's */
-    Subfield name;
-    Subfield filename;
+
+    /* Set by the caller behind multipart_parser_init. */
+    buffer *field;         /* for a field's value while it is gathered */
+    bool may_have_headers; /* request headers can stand in front of the first chunk's body */
+
+    bool dropped;             /* parts or bytes beyond what a body may hold */
+    uint32_t files;           /* stored so far */
+    size_t bytes;             /* of the parameters so far */
+    size_t to_skip;           /* bytes left of the first delimiter line */
+    bool is_disposition;      /* the header whose value comes */
+    char name[4096];          /* of the part, with a NUL behind it */
+    char filename[4096];      /* the base name, likewise */
+    uint32_t name_length;     /* 0: the part has none */
+    uint32_t filename_length; /* before it was cut to the base name; 0: the part is a field */
     UploadFile file;
     size_t matched; /* bytes of the delimiter at the end of the content so far */
     size_t delimiter_length;
     char delimiter[4096]; /* "\r\n--" and the boundary */
+    size_t tail_length;
+    char tail[12 * 1024]; /* of a header's name or value what has come; cut to its room */
 };
 
-/* Readies a parser that stores into `params`; both buffers stay the caller's.
- * Returns false when no body can be told apart by this boundary: it is empty,
- * too long, or holds a line end. The parser is then not to be used. */
-bool multipart_parser_init(multipart_parser *parser, server *srv, array *params, buffer *scratch,
-                           const char *boundary);
+/* Readies a parser. Returns false when no body can be told apart by this
+ * boundary: it is empty, too long, or holds a line end. The parser is then not
+ * to be used. */
+bool multipart_parser_init(multipart_parser *parser, const char *boundary);
 
-/* Parses the next bytes of the body. `may_have_headers`: these are the first
- * ones, and request headers can stand in front of the body. Returns 0 when all
- * bytes were consumed, 1 when headers have no end, and otherwise the index of
- * the byte at which a malformed body stopped the parser for good. */
-int parse_multipart_chunk(multipart_parser *parser, const char *data, size_t length,
-                          bool may_have_headers);
+/* Parses the next bytes of the body and stores into `params`. Returns 0 when
+ * all were consumed, 1 when request headers have no end, and otherwise the
+ * index of the byte at which a malformed body stopped the parser for good. */
+int parse_multipart_chunk(server *srv, const char *data, size_t length, array *params,
+                          multipart_parser *parser);
 
 /* Ends the body and closes its file. In a body that ends within a part, a file
  * keeps what there is of it and a field is dropped. When the body could not be
  * read to its end, an unfinished file is removed. */
 void multipart_parser_finish(multipart_parser *parser, bool whole_body);
+
+/* The quoted text behind a field of a header value, as in name="...", cut to
+ * 4095 characters, with a NUL behind it. The first place where the field's name
+ * stands decides, wherever it is: "name" is also found in "filename". The
+ * length is 0 when there is no such text. */
+void extract_subfield(const char *value, size_t value_length, const char *field, char *text,
+                      uint32_t *text_length);
+void extract_name(const char *value, size_t value_length, char *name, uint32_t *name_length);
+
+/* Without directories: a browser may send a whole path, of either kind. The
+ * length is that of the whole path. */
+void extract_filename(const char *value, size_t value_length, char *filename,
+                      uint32_t *filename_length);
+
+/* Append to the tail as much as there is room for; returns the tail. Empty it. */
+const char *append_to_tail(multipart_parser *parser, const char *text, size_t count);
+void reset_tail(multipart_parser *parser);

@@ -24,16 +24,23 @@ Key key_of(const char *name, int i, int j)
     return key;
 }
 
-data_unset *find(array *params, const char *key)
+data_unset *element(array *params, const char *key)
 {
     return array_get_element_klen(params, key, strlen(key));
 }
 
 } // namespace
 
+bool store_parameter(array *params, Span key, Span value)
+{
+    if (params->used >= MOST_PARAMETERS) return false;
+    array_set_key_value(params, key.data, key.length, value.data, value.length);
+    return true;
+}
+
 const char *get_value(array *params, const char *key)
 {
-    data_unset *entry = find(params, key);
+    data_unset *entry = element(params, key);
     if (!entry) return nullptr;
     buffer *value = reinterpret_cast<data_string *>(entry)->value;
     buffer_urldecode_path(value);
@@ -52,5 +59,5 @@ const char *get_2darray_element_value(array *params, const char *name, int i, in
 
 bool has_array_element(array *params, const char *name, int i)
 {
-    return find(params, key_of(name, i).text) != nullptr;
+    return element(params, key_of(name, i).text) != nullptr;
 }

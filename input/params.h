@@ -2,7 +2,17 @@
  * percent-encoded; each lookup decodes the value where it lies. */
 #pragma once
 
+#include "input/span.h"
 #include "server/lighttpd.h"
+
+/* What one body's parameters may be: several times the largest form. What lies
+ * beyond is dropped. */
+constexpr size_t MOST_PARAMETERS = 1024;
+constexpr size_t MOST_PARAMETER_BYTES = 256 * 1024; /* keys and values in all */
+
+/* Stores a parameter, in place of an earlier one with the same key. False when
+ * there are as many as there may be. */
+bool store_parameter(array *params, Span key, Span value);
 
 /* The decoded value of `key`, of `name[i]` or of `name[i][j]`; null when there
  * is none. It stays valid until the same entry is stored again or the array is

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "input/body.h"
 #include "module/routes.h"
 #include "module/version_path.h"
 
@@ -64,6 +65,26 @@ handler_t complete(connection *con, const plugin_data *p)
     return HANDLER_FINISHED;
 }
 
+/* A plugin's index is a small number. Anything else shows that the server's
+ * structures are not those that the module was built for. */
+void report_unfit_server(server *srv)
+{
+    static bool reported;
+    if (reported) return;
+    reported = true;
+    log_error_write(srv, "mod_kelto_sysmgmt", __LINE__, "s",
+                    "The module does not fit this server, which was built with 32-bit file offsets "
+                    "or with 64-bit times: every request is left to the server");
+}
+
+/* Whether the request is still nobody's. */
+bool is_untaken(server *srv, const connection *con)
+{
+    constexpr size_t most_plugins = 4096;
+    if (con->mode > most_plugins) report_unfit_server(srv);
+    return con->mode == DIRECT;
+}
+
 handler_t dispatch(server *srv, connection *con, plugin_data *p)
 {
     const RouteMatch match = find_route(path_copy);
@@ -75,6 +96,7 @@ handler_t dispatch(server *srv, connection *con, plugin_data *p)
         return complete(con, p);
     }
     const handler_t result = call_handler(*action, match.id, srv, con, p);
+    if (result != HANDLER_WAIT_FOR_EVENT) release_giant_form(con, p);
     return result == HANDLER_GO_ON ? complete(con, p) : result;
 }
 
@@ -82,7 +104,7 @@ handler_t dispatch(server *srv, connection *con, plugin_data *p)
 
 handler_t mod_kelto_sysmgmt_handle_uri_clean(server *srv, connection *con, plugin_data *p)
 {
-    if (con->mode != DIRECT || !copy_path(con->uri.path)) return HANDLER_GO_ON;
+    if (!is_untaken(srv, con) || !copy_path(con->uri.path)) return HANDLER_GO_ON;
     p->reply_len = 0;
     switch (apply_path_rules(srv, con, p, path_copy)) {
         case PathRule::Serve: return HANDLER_GO_ON;

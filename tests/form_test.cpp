@@ -71,9 +71,7 @@ TEST_F(Form, TellsWhatItDecodesOnStandardError)
 {
     decode({{"a=1&flag&b"}, {"=2\0c=3"s}, {"&d"}});
     EXPECT_EQ(debug_output,
-              "content=a=1&flag&b\nkey=a, value=1\n"
-              "content==2\nkey=b, value=2\n"
-              "content=&d\nkey=c, value=3\n");
+              "content=a=1&flag&b=2\nkey=a, value=1\nkey=b, value=2\nkey=c, value=3\n");
     const std::string value(10000, 'v');
     debug_output.clear();
     decode({{"k=" + value}});
@@ -101,32 +99,47 @@ TEST_F(Form, LooksUpScalarsAndIndexes)
     EXPECT_EQ(get_value(params, "absent"), nullptr);
 }
 
-TEST_F(Form, WaitsForTheWholeBody)
+TEST_F(Form, HoldsABoundedNumberOfParametersAndBytes)
 {
-    static handler_t result;
-    begin(HTTP_METHOD_PUT, "/api/sap");
-    con->request.content_length = 10;
-    append_piece(con, {"port=1"});
-    hosted_on_read_body(
-        con,
-        [](server *, connection *arriving, void *) {
-            if (result == HANDLER_GO_ON) hosted_append_memory(arriving, "2345");
-            return result;
-        },
-        nullptr);
-    for (const handler_t waiting :
-         {HANDLER_WAIT_FOR_EVENT, HANDLER_ERROR, HANDLER_FINISHED, HANDLER_COMEBACK}) {
-        result = waiting;
-        const Answer unfinished = answer();
-        EXPECT_EQ(unfinished.result, waiting);
-        EXPECT_EQ(unfinished.status, 0);
-        EXPECT_FALSE(unfinished.finished);
-        EXPECT_EQ(sent().type, 0u) << "no command runs";
+    const std::vector<std::string> dropped = {"Dropped what is more than a form may hold "};
+    std::string many;
+    for (int i = 0; i < 1030; ++i) many += std::to_string(i) + "=&";
+    const std::string value(65000, 'v'), large = "a=" + value + "&b=" + value + "&c=" + value;
+    const struct {
+        std::vector<Piece> body;
+        size_t stored;
+        bool drops;
+    } cases[] = {
+        {{{many.substr(0, many.find("1024="))}}, 1024, false},
+        {{{many}}, 1024, true},
+        {{{large + "&d=" + std::string(67100, 'v')}}, 4, false},
+        {{{large + "&d=" + std::string(67200, 'v') + "&e="}}, 3, true},
+        {{{large + "&d="}, {value}, {value + "&e="}, {"x"}}, 3, true},
+    };
+    for (const auto &[body, stored, drops] : cases) {
+        server_log.clear();
+        decode(body);
+        EXPECT_EQ(state->params->used, stored);
+        ASSERT_EQ(server_log.size(), drops ? 1u : 0u);
+        if (drops) {
+            EXPECT_NE(server_log[0].find(dropped[0]), std::string::npos);
+        }
     }
-    result = HANDLER_GO_ON;
+}
+
+TEST_F(Form, GivesBackWhatAGiantOneTook)
+{
+    const std::string value(60000, 'v');
     will_reply(25, 1, "");
-    EXPECT_EQ(answer().status, 204);
-    EXPECT_EQ(sent().payload.substr(51), u32(12345));
+    EXPECT_EQ(request(HTTP_METHOD_PUT, "/api/sap", "ipAddress=" + value).status, 204);
+    EXPECT_EQ(state->params->size, 0u);
+    EXPECT_EQ(state->tmp_buf->size, 0u);
+    will_reply(25, 1, "");
+    request(HTTP_METHOD_PUT, "/api/sap", "port=1");
+    const array *kept = state->params;
+    will_reply(25, 1, "");
+    request(HTTP_METHOD_PUT, "/api/sap", "port=2");
+    EXPECT_EQ(state->params, kept) << "a small one costs no allocation";
 }
 
 TEST_F(Form, IgnoresWhatTheServerKeepsInFiles)

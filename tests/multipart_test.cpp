@@ -233,6 +233,15 @@ TEST_F(Multipart, ReplacesWhateverStandsUnderTheName)
     EXPECT_EQ(seen(), "|a:(not a file)|f=/mnt/data/a|upload of a failed: Is a directory ");
 }
 
+/* The old file cannot be removed; the daemon must not find it in place of the new one. */
+TEST_F(Multipart, EmptiesAFileThatCannotBeReplaced)
+{
+    const FailingCall failing("unlinkat", 1, true);
+    std::ofstream(uploads / "a") << "the old one";
+    EXPECT_EQ(decode({{file("f", "a", "new") + end}}), HANDLER_GO_ON);
+    EXPECT_EQ(seen(), "|a:new|f=/mnt/data/a");
+}
+
 TEST_F(Multipart, TellsOfAFileThatCannotBeStored)
 {
     const std::pair<const char *, std::string> faults[] = {
@@ -287,34 +296,40 @@ TEST_F(Multipart, NeedsABoundaryThatCanBeOne)
 
 TEST_F(Multipart, CutsWhatIsTooLong)
 {
-    const std::string x(5000, 'x'), v(65536, 'v');
-    EXPECT_EQ(result_of(file(x, x, "1") + part(std::string(20000, ' ') + "name='g'") + end),
+    const std::string x(5000, 'x'), v(65536, 'v'), blanks(12250, ' ');
+    const std::string dropped = "|Dropped what is more than a form may hold ";
+    EXPECT_EQ(result_of(file(x, x, "1") + part(blanks + "name='g'") +
+                        part(blanks + blanks + "name='h'") + end),
               "|g=x|" + x.substr(0, 4095) + "=/mnt/data/" + x.substr(0, 4085) + "|upload of " +
                   x.substr(0, 4085) + " failed: File name too long ");
     const std::string body = field("f", v + "v") + field("g", v) + end;
     EXPECT_EQ(result_of({{body.substr(0, 50000), Piece::OPEN_FILE}, {body.substr(50000)}}),
-              "|f=" + v + "|g=" + v);
+              "|f=" + v + "|g=" + v + dropped);
+    EXPECT_EQ(result_of(field("f", v) + field("g", v) + field("h", v) + field("i", v) + field("j") +
+                        file("k", "a") + end),
+              "|a:x|f=" + v + "|g=" + v + "|h=" + v + "|j=x|k=/mnt/data/a" + dropped);
 
-    std::string many;
-    for (int i = 0; i < 1030; ++i) {
-        const std::string number = std::to_string(i);
-        many += file(number, number, "x");
-    }
-    result_of(many + end);
-    EXPECT_EQ(state->params->used, 1024U);
-    EXPECT_EQ(std::distance(fs::directory_iterator(uploads), {}), 1024);
+    std::string files, fields, stored;
+    for (int i = 0; i < 9; ++i) files += file("f", std::to_string(i));
+    for (int i = 0; i < 8; ++i) stored += "|" + std::to_string(i) + ":x";
+    EXPECT_EQ(result_of(files + field("g") + end), stored + "|f=/mnt/data/7|g=x" + dropped);
+    for (int i = 0; i < 1025; ++i) fields += field(std::to_string(i));
+    result_of(fields + file("f", "a") + end);
+    EXPECT_EQ(state->params->used, 1024u);
+    EXPECT_EQ(text_of_uploads(), "") << "there is no parameter to tell of it";
+    EXPECT_EQ(server_log.size(), 1u);
 }
 
 TEST_F(Multipart, SaysWhereItStopped)
 {
     const auto parse = [this](const std::vector<std::string> &chunks) {
         multipart_parser parser;
-        EXPECT_TRUE(multipart_parser_init(&parser, nullptr, state->params, state->tmp_buf, "XyZ"));
+        EXPECT_TRUE(multipart_parser_init(&parser, "XyZ"));
+        parser.field = state->tmp_buf;
         std::string results;
         for (const std::string &chunk : chunks) {
-            const bool first = results.empty();
-            results +=
-                std::to_string(parse_multipart_chunk(&parser, chunk.data(), chunk.size(), first));
+            results += std::to_string(
+                parse_multipart_chunk(nullptr, chunk.data(), chunk.size(), state->params, &parser));
         }
         multipart_parser_finish(&parser, true);
         return results;
