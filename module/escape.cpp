@@ -167,8 +167,14 @@ size_t plain_bytes(const char *text, size_t width)
     return at;
 }
 
-/* The field as it was; one for the process, made when first needed. */
+/* The field as it was; made when first needed, and kept until the module is
+ * unloaded. */
 buffer *scratch;
+
+[[gnu::destructor]] void free_scratch()
+{
+    if (scratch) buffer_free(scratch);
+}
 
 } // namespace
 

@@ -1,7 +1,5 @@
 #include "module/record.h"
 
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 
 #include "input/params.h"
@@ -9,16 +7,6 @@
 #include "sysmng/bytes.h"
 
 namespace {
-
-/* Decimal digits after blanks and a sign; 0 without digits. Out of range, the
- * nearest int32, on targets with any size of long. */
-int32_t decimal_value(const char *text)
-{
-    const long value = strtol(text, nullptr, 10);
-    if (value > INT32_MAX) return INT32_MAX;
-    if (value < INT32_MIN) return INT32_MIN;
-    return static_cast<int32_t>(value);
-}
 
 uint8_t flag_value(const char *text)
 {

@@ -4,11 +4,11 @@
 
 #include <array>
 #include <bit>
-#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
 #include "module/handlers.h"
+#include "module/text.h"
 
 namespace {
 constexpr http_method_t GET = HTTP_METHOD_GET;
@@ -174,10 +174,18 @@ struct Pattern {
 };
 
 Pattern patterns[sizeof(routes) / sizeof(routes[0])]; /* of the routes with one */
+bool compiled;
+
+/* A server that restarts itself unloads the module and loads it anew. */
+[[gnu::destructor]] void free_patterns()
+{
+    for (Pattern &pattern : patterns) {
+        if (pattern.usable) regfree(&pattern.compiled);
+    }
+}
 
 void compile_patterns()
 {
-    static bool compiled;
     if (compiled) return;
     compiled = true;
     for (size_t i = 0; i < route_count; ++i) {
@@ -190,7 +198,7 @@ bool matches_pattern(const Pattern &pattern, const char *path, int32_t *id)
 {
     regmatch_t groups[2];
     if (!pattern.usable || regexec(&pattern.compiled, path, 2, groups, 0) != 0) return false;
-    *id = static_cast<int32_t>(atol(path + groups[1].rm_so));
+    *id = decimal_value(path + groups[1].rm_so);
     return true;
 }
 

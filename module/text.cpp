@@ -1,6 +1,7 @@
 #include "module/text.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -11,6 +12,14 @@ char *put_u32(char *out, uint32_t value)
 }
 
 } // namespace
+
+int32_t decimal_value(const char *text)
+{
+    const long value = strtol(text, nullptr, 10);
+    if (value > INT32_MAX) return INT32_MAX;
+    if (value < INT32_MIN) return INT32_MIN;
+    return static_cast<int32_t>(value);
+}
 
 char *put_uint(char *out, uint64_t value)
 {

@@ -41,6 +41,10 @@ inline uint32_t finish(Text &text)
     return static_cast<uint32_t>(text.at - text.begin);
 }
 
+/* The number that a text begins with, after blanks and a sign; 0 without
+ * digits. Out of range, the nearest int32, on every target. */
+int32_t decimal_value(const char *text);
+
 /* Write a decimal to `out` as %d, %llu and %.1f do, and return where it ends.
  * There is room for 11, 20 and 44 characters. */
 inline char *put_int(char *out, int32_t value);

@@ -5,6 +5,7 @@
 #include <ctime>
 
 #include "module/general_info.h"
+#include "module/text.h"
 #include "sysmng/command.h"
 
 namespace {
@@ -58,9 +59,12 @@ int starts_with(const char *prefix, const char *text)
 void do_redirect(server *, connection *con, const char *rest)
 {
     char location[1 + 1 + sizeof(current_version) + 512];
-    const int length = snprintf(location, sizeof(location), "/v%s%s", current_version, rest);
+    Text text = text_in(location, sizeof(location));
+    append(text, "/v");
+    append(text, current_version);
+    append(text, rest);
     http_header_response_set(con, HTTP_HEADER_LOCATION, "Location", strlen("Location"), location,
-                             static_cast<size_t>(length));
+                             finish(text));
     con->http_status = 307;
     con->file_finished = 1;
 }

@@ -39,7 +39,8 @@ enum handler_t {
     HANDLER_WAIT_FOR_FD
 };
 
-enum http_method_t {
+/* The server has more methods than these: the type holds them all. */
+enum http_method_t : int {
     HTTP_METHOD_UNSET = -1,
     HTTP_METHOD_GET,
     HTTP_METHOD_HEAD,

@@ -1,4 +1,5 @@
 /* Which paths the module takes, and which it hands back. */
+#include "module/version_path.h"
 #include "tests/support/module_test.h"
 
 namespace {
@@ -60,8 +61,13 @@ TEST_F(Paths, LoseOneTrailingSlash)
 
 TEST_F(Paths, HoldTheIdentifier)
 {
-    const std::pair<const char *, uint32_t> cases[] = {
-        {"0", 0}, {"12/", 12}, {"0007", 7}, {"2147483647", 2147483647}};
+    const std::pair<const char *, uint32_t> cases[] = {{"0", 0},
+                                                       {"12/", 12},
+                                                       {"0007", 7},
+                                                       {"2147483647", 2147483647},
+                                                       {"2147483648", 2147483647},
+                                                       {"4294967297", 2147483647},
+                                                       {"99999999999999999999999999", 2147483647}};
     for (const auto &[number, value] : cases) {
         will_reply(4, 1, "");
         EXPECT_EQ(request(HTTP_METHOD_DELETE, std::string("/api/stream/") + number).status, 204)
@@ -75,6 +81,28 @@ TEST_F(Paths, OfOtherModulesAreLeftAlone)
     begin(HTTP_METHOD_GET, "/index.html");
     con->mode = 7;
     EXPECT_EQ(answer().result, HANDLER_GO_ON);
+    EXPECT_EQ(server_log.size(), 0u);
+}
+
+TEST_F(Paths, AreLeftToAServerThatTheModuleDoesNotFit)
+{
+    for (int i = 0; i < 3; ++i) {
+        begin(HTTP_METHOD_GET, "/index.html");
+        con->mode = 0x12345678;
+        EXPECT_EQ(answer().result, HANDLER_GO_ON);
+    }
+    ASSERT_EQ(server_log.size(), 1u) << "told once";
+    EXPECT_NE(server_log[0].find("does not fit this server"), std::string::npos);
+}
+
+TEST_F(Paths, AreRedirectedWithinTheirRoom)
+{
+    const std::string rest = "/" + std::string(2000, 'x');
+    begin(HTTP_METHOD_GET, "/");
+    do_redirect(nullptr, con, rest.c_str());
+    const std::string location = hosted_response_header(con, "Location");
+    EXPECT_EQ(location, ("/vrel5" + rest).substr(0, location.size()));
+    EXPECT_GT(location.size(), 512u);
 }
 
 } // namespace

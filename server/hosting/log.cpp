@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
@@ -15,6 +16,12 @@ LogSink *log_sink;
 int log_fd = STDERR_FILENO;
 buffer items; /* of the line being made; its storage is kept */
 buffer whole_line;
+
+[[gnu::destructor]] void free_lines()
+{
+    free(items.ptr);
+    free(whole_line.ptr);
+}
 
 void append(buffer &out, std::string_view text)
 {
