@@ -48,7 +48,7 @@ void *need(size_t size)
 
 void *need_more(void *old, size_t size)
 {
-    void *memory = reallocarray(old, 1, size);
+    void *memory = realloc(old, size);
     if (memory) return memory;
     fputs("out of memory\n", stderr);
     abort();

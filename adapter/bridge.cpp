@@ -1,4 +1,4 @@
-#include "server/adapter/bridge.h"
+#include "adapter/bridge.h"
 
 #include <string_view>
 

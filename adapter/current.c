@@ -1,15 +1,18 @@
-/* The module as a plugin of the packaged server. */
-#include <fcntl.h>
+/* The module as a plugin of a current server. */
 #include <stdlib.h>
+#include <unistd.h>
 
 #include "base.h"
 #include "buffer.h"
 #include "chunk.h"
+#include "fdevent.h"
 #include "http_header.h"
 #include "log.h"
 #include "plugin.h"
 #include "request.h"
-#include "server/adapter/bridge.h"
+
+#include "adapter/bridge.h"
+#include "adapter/versions.h"
 
 typedef struct {
     PLUGIN_DATA;
@@ -63,16 +66,21 @@ static void hand_over_chunk(const chunk *c)
         module_append_memory(text_of(c->mem), (size_t)c->offset);
     } else {
         /* The module closes the descriptor that it maps. */
-        const int fd = c->file.fd >= 0 ? fcntl(c->file.fd, F_DUPFD_CLOEXEC, 0) : -1;
+        const int fd = c->file.fd >= 0 ? dup(c->file.fd) : -1;
         module_append_file(text_of(c->mem), c->file.length, fd);
     }
+}
+
+static int body_is_whole(const request_st *r)
+{
+    return r->reqbody_queue.bytes_in == r->reqbody_length;
 }
 
 /* Before the body is complete the module has no use for its pieces. */
 static void hand_over_body(const request_st *r)
 {
     module_begin_body(r->reqbody_length);
-    if (r->reqbody_queue.bytes_in != r->reqbody_length) return;
+    if (!body_is_whole(r)) return;
     for (const chunk *c = r->reqbody_queue.first; c; c = c->next) hand_over_chunk(c);
 }
 
@@ -91,10 +99,21 @@ static void hand_over_headers(const request_st *r)
     }
 }
 
+/* Reads what has come of the body. The server is to gather it whole: where it
+ * is set to stream bodies it goes on before their end, and over HTTP/2 lets no
+ * more come than is taken. */
+static handler_t read_body(request_st *r)
+{
+    const unsigned streaming = FDEVENT_STREAM_REQUEST | FDEVENT_STREAM_REQUEST_BUFMIN;
+    r->conf.stream_request_body &= (unsigned short)~streaming;
+    const handler_t result = r->con->reqbody_read(r);
+    return result == HANDLER_GO_ON && !body_is_whole(r) ? HANDLER_WAIT_FOR_EVENT : result;
+}
+
 int server_read_body(void *request)
 {
     request_st *r = request;
-    const handler_t result = r->con->reqbody_read(r);
+    const handler_t result = read_body(r);
     if (result == HANDLER_GO_ON) hand_over_body(r);
     return stock_result(result);
 }
@@ -128,12 +147,12 @@ static void take_path(request_st *r, struct stock_text path)
 /* A failure with a status is an answer here: a 1.4.51 would close the
  * connection without one. And the answer stays whole, as there: no ranges are
  * cut out of it. */
-static handler_t take_answer(request_st *r, const plugin_data *p, const struct stock_answer *answer)
+static handler_t take_answer(request_st *r, plugin_data *p, const struct stock_answer *answer)
 {
     const int failed = answer->result == STOCK_HANDLER_ERROR && answer->status != 0;
     take_path(r, answer->path);
     if (answer->status != 0) r->http_status = answer->status;
-    if (answer->taken || failed) r->handler_module = p->self;
+    if (answer->taken || failed) r->handler_module = MODULE_OF(p);
     if (answer->finished || failed) {
         r->resp_body_finished = 1;
         r->conf.range_requests = 0;
@@ -145,16 +164,12 @@ static handler_t take_answer(request_st *r, const plugin_data *p, const struct s
  * for a broken stream, so there the body is read first, wanted or not. */
 static handler_t await_body(request_st *r)
 {
-    const int complete = r->reqbody_queue.bytes_in == r->reqbody_length;
-    if (r->http_version <= HTTP_VERSION_1_1 || r->handler_module || complete) return HANDLER_GO_ON;
-    return r->con->reqbody_read(r);
+    if (r->http_version <= HTTP_VERSION_1_1 || r->handler_module) return HANDLER_GO_ON;
+    return body_is_whole(r) ? HANDLER_GO_ON : read_body(r);
 }
 
-/* Called again from the start while a body arrives; nothing is kept between
- * the calls. */
-static handler_t handle_uri_clean(request_st *r, void *p_d)
+static handler_t handle_request(request_st *r, plugin_data *p)
 {
-    const plugin_data *p = p_d;
     const handler_t arrived = await_body(r);
     if (arrived != HANDLER_GO_ON) return arrived;
     module_begin(stock_method(r->http_method), text_of(&r->uri.path), r->handler_module != NULL);
@@ -163,6 +178,15 @@ static handler_t handle_uri_clean(request_st *r, void *p_d)
     const struct stock_answer answer = module_handle(p->state, r);
     const handler_t result = take_answer(r, p, &answer);
     module_end();
+    return result;
+}
+
+/* Called again from the start while a body arrives; nothing is kept between
+ * the calls. */
+static handler_t handle_uri_clean(request_st *r, void *p_d)
+{
+    const handler_t result = handle_request(r, p_d);
+    if (result == HANDLER_WAIT_FOR_EVENT) BEFORE_WAITING(r);
     return result;
 }
 
@@ -180,7 +204,12 @@ static handler_t handle_trigger(server *srv, void *p_d)
 
 static handler_t set_defaults(server *srv, void *p_d)
 {
-    (void)srv;
+    if (srv->srvconf.max_worker > 1) {
+        log_error(srv->errh, "mod_kelto_sysmgmt", __LINE__,
+                  "mod_kelto_sysmgmt needs server.max-worker = 0 or 1: workers would share the "
+                  "connection to the daemon and take each other's replies");
+        return HANDLER_ERROR;
+    }
     return current_result(module_set_defaults(((plugin_data *)p_d)->state));
 }
 
