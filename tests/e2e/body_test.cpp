@@ -73,6 +73,41 @@ TEST_F(Bodies, CutAtEveryByte)
     expect_written(connection.receive(), sap_set, form_record());
 }
 
+/* A server that is set to stream bodies goes on before their end. */
+TEST_F(Bodies, StreamedByTheServer)
+{
+    const std::string certificate =
+        "--cut\r\nContent-Disposition: form-data; name=\"certificateName\"; filename=\"x.pem\"\r\n"
+        "\r\n" +
+        std::string(300000, 'x') + "\r\n--cut--\r\n";
+    const std::string file = "/mnt/data/x.pem", type = "multipart/form-data; boundary=cut";
+    daemon.answer(30, {Step::send(reply(30, 1, text_field("OK", 266)))});
+    for (const char *mode : {"0", "1", "2"}) {
+        restart(std::string("server.stream-request-body = ") + mode + "\n");
+        for (const bool http2 : {false, true}) {
+            if (http2 && server_under_test().stock) continue;
+            SCOPED_TRACE(std::string(mode) + (http2 ? " HTTP/2" : ""));
+            client.http2 = http2;
+            for (const size_t cut : {1u, 30u, 70u}) {
+                const std::vector<std::string> pieces = {form.substr(0, cut), form.substr(cut)};
+                expect_written(client.send_slowly("PUT", "/api/sap", pieces, 100, ""), sap_set,
+                               form_record());
+            }
+            const std::vector<std::string> pieces = {certificate.substr(0, 900),
+                                                     certificate.substr(900, 120000),
+                                                     certificate.substr(120900)};
+            EXPECT_EQ(
+                client.send_slowly("POST", "/api/security/certificate", pieces, 100, type).status,
+                200);
+            EXPECT_TRUE(read_file(file) == std::string(300000, 'x'));
+            EXPECT_EQ(unlink(file.c_str()), 0);
+            const std::vector<Request> requests = daemon.take_requests();
+            ASSERT_EQ(requests.size(), 1u);
+            EXPECT_EQ(requests[0].payload, text_field(file, 4096));
+        }
+    }
+}
+
 TEST_F(Bodies, Chunked)
 {
     RawConnection connection(server->port());

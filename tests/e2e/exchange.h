@@ -18,9 +18,9 @@ protected:
     void SetUp() override { restart(); }
 
     /* The first request makes the module ask for the software version: out of the way. */
-    void restart()
+    void restart(const std::string &more_config = "")
     {
-        server.emplace();
+        server.emplace(WebServer::default_config() + more_config);
         client.port = server->port();
         client.get("/views/none");
         daemon.take_requests();

@@ -71,6 +71,24 @@ Response perform(const Curl &curl, const std::string &path)
     return response;
 }
 
+/* A body in pieces on its way. */
+struct Pieces {
+    std::deque<std::string> left;
+    int pause_ms;
+};
+
+size_t read_piece(char *to, size_t size, size_t count, void *from)
+{
+    Pieces &pieces = *static_cast<Pieces *>(from);
+    if (pieces.left.empty()) return 0;
+    usleep(static_cast<useconds_t>(pieces.pause_ms) * 1000);
+    std::string &piece = pieces.left.front();
+    const size_t length = piece.copy(to, size * count);
+    piece.erase(0, length);
+    if (piece.empty()) pieces.left.pop_front();
+    return length;
+}
+
 /* A part on its way. */
 struct Source {
     const Part *part;
@@ -119,6 +137,25 @@ Response HttpClient::request(const std::string &method, const std::string &path,
         curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
     }
     curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+    return perform(curl, method + " " + path);
+}
+
+Response HttpClient::send_slowly(const std::string &method, const std::string &path,
+                                 const std::vector<std::string> &pieces, int pause_ms,
+                                 const std::string &content_type) const
+{
+    const Curl curl = new_request(*this, path);
+    Pieces body = {{pieces.begin(), pieces.end()}, pause_ms};
+    curl_off_t length = 0;
+    for (const std::string &piece : pieces) length += static_cast<curl_off_t>(piece.size());
+    const std::unique_ptr<curl_slist, void (*)(curl_slist *)> headers(
+        curl_slist_append(nullptr, ("Content-Type: " + content_type).c_str()), curl_slist_free_all);
+    curl_easy_setopt(curl.get(), CURLOPT_UPLOAD, 1L);
+    curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
+    curl_easy_setopt(curl.get(), CURLOPT_INFILESIZE_LARGE, length);
+    curl_easy_setopt(curl.get(), CURLOPT_READFUNCTION, read_piece);
+    curl_easy_setopt(curl.get(), CURLOPT_READDATA, &body);
+    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
     return perform(curl, method + " " + path);
 }
 

@@ -38,6 +38,11 @@ struct HttpClient {
         return request("PUT", path, form);
     }
 
+    /* The body goes out piece by piece, with a pause in front of each. */
+    Response send_slowly(const std::string &method, const std::string &path,
+                         const std::vector<std::string> &pieces, int pause_ms,
+                         const std::string &content_type) const;
+
     /* Posts them as multipart/form-data, made while they are sent. Over HTTP/1.1, a length
      * that is not told makes the body a chunked one. */
     Response upload(const std::string &path, const std::vector<Part> &parts,

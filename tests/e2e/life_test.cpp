@@ -1,0 +1,84 @@
+/* What an operator does to a running server: workers, signals, restarts. */
+#include <signal.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include "tests/e2e/exchange.h"
+
+namespace {
+
+using Life = Exchange;
+
+TEST_F(Life, WorkersDoNotShareTheLink)
+{
+    if (server_under_test().stock) GTEST_SKIP() << "left to the operator";
+    for (const char *workers : {"0", "1"}) {
+        restart(std::string("server.max-worker = ") + workers + "\n");
+        expect_good_exchange();
+        EXPECT_EQ(server->stop(), 0);
+    }
+    try {
+        restart("server.max-worker = 2\n");
+        ADD_FAILURE() << "the server came up";
+    } catch (const std::runtime_error &error) {
+        EXPECT_NE(std::string(error.what()).find("needs server.max-worker = 0 or 1"),
+                  std::string::npos)
+            << error.what();
+    }
+}
+
+/* A log rotation, or the end of a CGI program, while a command waits. */
+TEST_F(Life, SignalsEndNoWait)
+{
+    const std::string leds = reply(36, 1, u32(1) + u32(2) + u32(3));
+    daemon.answer(36, {Step::pause(100), Step::send(leds.substr(0, 20)), Step::pause(100),
+                       Step::send(leds.substr(20))});
+    bool waiting = true;
+    std::thread sender([&] {
+        while (waiting) {
+            kill(server->process_id(), SIGHUP);
+            kill(server->process_id(), SIGCHLD);
+            usleep(1000);
+        }
+    });
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(client.get("/api/leds").body,
+                  "[ {\"ntp\" : 1, \"genlock\" : 2, \"talkback\" : 3} ]");
+    }
+    waiting = false;
+    sender.join();
+    expect_good_exchange();
+}
+
+long memory_kib(pid_t process)
+{
+    const std::string status = read_file("/proc/" + std::to_string(process) + "/status");
+    return std::stol(status.substr(status.find("RssAnon:") + 8));
+}
+
+/* The server unloads the module and loads it anew in the same process. */
+TEST_F(Life, GracefulRestartsLeaveNothingBehind)
+{
+    const std::string record = u32(7) + "a < b" + text_field("", 1685);
+    daemon.answer(1, {Step::send(reply(1, 1, record))});
+    const auto restart_often = [&](int times) {
+        for (int i = 0; i < times; ++i) {
+            EXPECT_EQ(client.get("/api/stream/7").status, 200);
+            daemon.take_requests();
+            kill(server->process_id(), SIGUSR1);
+            /* The first request behind a restart asks for the version. */
+            const bool restarted = wait_until([&] {
+                client.get("/views/none");
+                return !daemon.take_requests().empty();
+            });
+            ASSERT_TRUE(restarted);
+        }
+    };
+    restart_often(3);
+    const long before = memory_kib(server->process_id());
+    restart_often(8);
+    EXPECT_LT(memory_kib(server->process_id()) - before, 400) << "for 8 restarts";
+}
+
+} // namespace
