@@ -242,7 +242,7 @@ std::string list_of_streams(uint32_t count)
 
 /* In pieces of random lengths, up to a length that is chosen for each; some behind a pause. */
 Answer in_pieces(const std::string &bytes, std::minstd_rand &random,
-                 const std::vector<size_t> &longest, size_t one_pause_in, int longest_pause_ms)
+                 const std::vector<size_t> &longest, size_t one_pause_in, size_t longest_pause_ms)
 {
     const auto below = [&](size_t limit) { return static_cast<size_t>(random()) % limit; };
     Answer answer;
