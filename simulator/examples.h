@@ -1,12 +1,5 @@
-/* What a factory-new device has in its lists. The codes are this simulator's
- * reading:
- *   protocol         0 UDP, 1 RTP, 2 Zixi, 3 SRT, 4 RTMP, 5 ASI
- *   channelInput     0 and 1 the Ethernet ports, 2 ASI
- *   status           of a stream: 0 idle, 1 being received
- *                    of an upgrade: 0 none, 1 going on, 2 finished
- *   type             of an interface: 0 management, 1 streams
- *   ip4Type, ip6Type 0 fixed, 1 automatic
- *   ports, LEDs      0 off, 1 in use
+/* What a factory-new device has in its lists. What its codes stand for is
+ * in tools/notes.cpp.
  * -1 is "not set": a client that sends it back changes nothing. */
 #pragma once
 

@@ -162,20 +162,34 @@ bool applies(const Rule &rule, const Record &record, const std::string &key)
            std::any_of(std::begin(rule.keys), std::end(rule.keys), is_key);
 }
 
+std::string complaint_of(const Check &check)
+{
+    if (check.complaint) return check.complaint;
+    return format("%s must be from %d to %d.", check.what, check.low, check.high);
+}
+
 /* The complaint about a value that doesn't pass, else an empty text. */
 std::string problem(const Check &check, const RecordBytes &request, const std::string &key)
 {
     if (check.is) {
         const std::string text = get_text(request, key);
         const bool good = text.empty() || check.is(text);
-        return good ? "" : check.complaint;
+        return good ? "" : complaint_of(check);
     }
     const int32_t value = get_int(request, key);
     const bool good = value == -1 || (value >= check.low && value <= check.high);
-    return good ? "" : format("%s must be from %d to %d.", check.what, check.low, check.high);
+    return good ? "" : complaint_of(check);
 }
 
 } // namespace
+
+std::string rule_for(const Record &record, const std::string &key)
+{
+    for (const Rule &rule : rules) {
+        if (applies(rule, record, key)) return complaint_of(rule.check);
+    }
+    return "";
+}
 
 std::string form_parameter(const std::string &key, int index)
 {

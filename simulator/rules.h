@@ -10,5 +10,9 @@ constexpr int no_request_index = -1;
  * form parameters "key[index]". */
 Complaints check_record(const RecordBytes &request, int index = no_request_index);
 
+/* What the daemon says when it refuses a value of this field; empty when it
+ * takes any. */
+std::string rule_for(const Record &record, const std::string &key);
+
 /* "key", or "key[index]". */
 std::string form_parameter(const std::string &key, int index);

@@ -1,173 +1,12 @@
 #include <cctype>
-#include <nlohmann/json.hpp>
 
 #include "sysmng/command.h"
 #include "tools/documents.h"
+#include "tools/notes.h"
 #include "tools/recorder.h"
-#include "tools/samples.h"
+#include "tools/schemas.h"
 
 namespace {
-
-using Json = nlohmann::ordered_json;
-using Texts = std::map<std::string, std::string>;
-
-Json reference(const std::string &kind, const std::string &name)
-{
-    return {{"$ref", "#/components/" + kind + "/" + name}};
-}
-
-/* Records in answers */
-
-Json object_schema(const Record &record, Json &schemas);
-
-Json array_of(const Json &items, uint32_t count)
-{
-    return {{"type", "array"}, {"minItems", count}, {"maxItems", count}, {"items", items}};
-}
-
-Json value_schema(const Field &field, Json &schemas)
-{
-    Json boolean = {{"type", "boolean"}};
-    switch (field.kind) {
-        case FieldKind::Id: return {{"type", "string"}, {"pattern", "^-?[0-9]+$"}};
-        case FieldKind::Int32: return {{"type", "integer"}, {"format", "int32"}};
-        case FieldKind::Uint64:
-            return {{"type", "integer"}, {"minimum", 0}, {"maximum", UINT64_MAX}};
-        case FieldKind::Float32:
-            return {{"type", "number"}, {"description", "with one digit after the point"}};
-        case FieldKind::Flag: return boolean;
-        case FieldKind::Flags: return array_of(boolean, field.width);
-        case FieldKind::Matrix:
-            return array_of(array_of(boolean, field.width / field.rows), field.rows);
-        case FieldKind::Text: return {{"type", "string"}, {"maxLength", field.width}};
-        case FieldKind::Members:
-        case FieldKind::Object: break;
-    }
-    object_schema(*field.record, schemas);
-    return reference("schemas", field.record->name);
-}
-
-void add_properties(Json &object, const Record &record, Json &schemas)
-{
-    for (uint32_t i = 0; i < record.count; ++i) {
-        const Field &field = record.fields[i];
-        if (field.kind == FieldKind::Members) {
-            add_properties(object, *field.record, schemas);
-        } else {
-            object["required"].push_back(field.key);
-            object["properties"][field.key] = value_schema(field, schemas);
-        }
-    }
-}
-
-/* Puts the record among the schemas and returns a reference to it. */
-Json object_schema(const Record &record, Json &schemas)
-{
-    if (!schemas.contains(record.name)) {
-        Json object = {{"type", "object"}, {"additionalProperties", false}};
-        add_properties(object, record, schemas);
-        schemas[record.name] = object;
-    }
-    return reference("schemas", record.name);
-}
-
-/* Records in forms */
-
-/* What stands in a form for one value of the field. An absent parameter has
- * its default. */
-Json parameter_schema(const Field &field)
-{
-    switch (field.kind) {
-        case FieldKind::Id:
-        case FieldKind::Int32: return {{"type", "integer"}, {"format", "int32"}, {"default", -1}};
-        case FieldKind::Text:
-            return {{"type", "string"}, {"maxLength", field.width - 1}, {"default", ""}};
-        default:
-            return {{"type", "boolean"},
-                    {"default", false},
-                    {"description", "true for \"true\" and \"1\" only"}};
-    }
-}
-
-Json example_of(const Field &field, const std::string &value, uint32_t at)
-{
-    switch (field.kind) {
-        case FieldKind::Id:
-        case FieldKind::Int32: return std::stoi(value);
-        case FieldKind::Text: return value;
-        case FieldKind::Flag: return value == "true";
-        default: return value[at] == '1';
-    }
-}
-
-/* The parameters' names: name, name[i] or name[i][j]. */
-std::vector<std::string> parameter_names(const Field &field)
-{
-    const auto indexed = [](const std::string &name, uint32_t index) {
-        return name + "[" + std::to_string(index) + "]";
-    };
-    if (field.kind != FieldKind::Flags && field.kind != FieldKind::Matrix) return {field.key};
-    const uint32_t rows = field.kind == FieldKind::Matrix ? field.rows : 1;
-    const uint32_t columns = field.width / rows;
-    std::vector<std::string> names;
-    for (uint32_t i = 0; i < rows; ++i) {
-        const std::string row = rows > 1 ? indexed(field.key, i) : field.key;
-        for (uint32_t j = 0; j < columns; ++j) names.push_back(indexed(row, j));
-    }
-    return names;
-}
-
-Json form_schema(const Record &record)
-{
-    const Texts samples = sample_values(record);
-    Json form = {{"type", "object"}};
-    for (uint32_t i = 0; i < record.count; ++i) {
-        const Field &field = record.fields[i];
-        const auto sample = samples.find(field.key);
-        uint32_t at = 0;
-        for (const std::string &name : parameter_names(field)) {
-            Json parameter = parameter_schema(field);
-            if (sample != samples.end()) {
-                parameter["examples"] = {example_of(field, sample->second, at++)};
-            }
-            form["properties"][name] = parameter;
-        }
-    }
-    return form;
-}
-
-/* A form with the parameters of each record behind an index. */
-Json indexed_form_schema(const Record &record, int most)
-{
-    const Texts samples = sample_values(record);
-    Json form = {{"type", "object"},
-                 {"description", "One record for each index from 0 up whose id is given, at most " +
-                                     std::to_string(most) + "."}};
-    for (uint32_t i = 0; i < record.count; ++i) {
-        const Field &field = record.fields[i];
-        const std::string key = field.key;
-        const auto sample = samples.find(key);
-        Json first = parameter_schema(field);
-        form["patternProperties"]["^" + key + "\\[[0-9]+\\]$"] = first;
-        if (sample != samples.end()) first["examples"] = {example_of(field, sample->second, 0)};
-        form["properties"][key + "[0]"] = first;
-    }
-    return form;
-}
-
-Json upload_schema(const Record &record)
-{
-    Json form = {{"type", "object"}};
-    for (uint32_t i = 0; i < record.count; ++i) {
-        form["properties"][record.fields[i].key] = {
-            {"type", "string"},
-            {"contentMediaType", "application/octet-stream"},
-            {"description", "the file, with its name; it is stored before the command is sent"}};
-    }
-    return form;
-}
-
-/* Operations */
 
 Json answer_of(const std::string &description, const Json &schema)
 {
@@ -187,28 +26,23 @@ void add_failures(Json &responses, bool is_item, const char *no_room)
     responses["507"] = reference("responses", no_room);
 }
 
-Json form_body(const Json &schema)
+/* An item's own id says which one is changed. */
+Json item_form(const Record &record, Json &schemas)
 {
-    return {{"content", {{"application/x-www-form-urlencoded", {{"schema", schema}}}}}};
+    const Json id = {{"type", "string"}, {"description", "Says which one is changed."}};
+    const Json more = {{"type", "object"}, {"required", {"id"}}, {"properties", {{"id", id}}}};
+    return {{"allOf", {form_schema(record, schemas), more}}};
 }
 
-/* A file, or the path of one that the device has. */
-Json upload_body(const Record &record)
-{
-    Json body = form_body(form_schema(record));
-    body["content"]["multipart/form-data"]["schema"] = upload_schema(record);
-    return body;
-}
-
-Json body_of(const Description &does)
+Json content_of(const Description &does, Json &schemas)
 {
     switch (does.pattern) {
         case Pattern::WriteRecord:
-        case Pattern::WriteItem:
-        case Pattern::CreateItem: return form_body(form_schema(*does.record));
+        case Pattern::CreateItem: return form_content(form_schema(*does.record, schemas), schemas);
+        case Pattern::WriteItem: return form_content(item_form(*does.record, schemas), schemas);
         case Pattern::WriteIndexedRecords:
-            return form_body(indexed_form_schema(*does.record, does.most));
-        case Pattern::SubmitRecord: return upload_body(*does.record);
+            return form_content(indexed_form_schema(*does.record, schemas), schemas);
+        case Pattern::SubmitRecord: return upload_content(*does.record, schemas);
         default: return nullptr;
     }
 }
@@ -221,23 +55,23 @@ Json responses_of(const Description &does, Json &schemas)
         case Pattern::AnswerFixed: all["200"] = reference("responses", "fixed"); return all;
         case Pattern::ReadRecord:
         case Pattern::ReadRecordById:
-            all["200"] = answer_of("The record.", single(object_schema(*does.record, schemas)));
+            all["200"] = answer_of("The record.", single(answer_schema(*does.record, schemas)));
             add_failures(all, does.pattern == Pattern::ReadRecordById, "no_room");
             return all;
         case Pattern::ReadList:
             all["200"] =
                 answer_of("All of them.",
-                          {{"type", "array"}, {"items", object_schema(*does.record, schemas)}});
+                          {{"type", "array"}, {"items", answer_schema(*does.record, schemas)}});
             add_failures(all, false, "no_room");
             return all;
         case Pattern::CreateItem:
             all["201"] =
-                answer_of("What was created.", single(object_schema(*does.record, schemas)));
+                answer_of("What was created.", single(answer_schema(*does.record, schemas)));
             all["400"] = reference("responses", "refused");
             add_failures(all, false, "list_too_long");
             return all;
         case Pattern::SubmitRecord: {
-            const Json result = single(object_schema(*does.result, schemas));
+            const Json result = single(answer_schema(*does.result, schemas));
             all["200"] = answer_of("The daemon took the file.", result);
             all["400"] = answer_of("The daemon refused the file.", result);
             add_failures(all, false, "no_room");
@@ -288,7 +122,43 @@ const char *verb(Pattern pattern)
         case Pattern::AnswerEmpty:
         case Pattern::AnswerFixed: break;
     }
-    return "Accept";
+    return "No effect";
+}
+
+constexpr const char *whole_record =
+    "Writes the whole record: what the form leaves out is not kept, but becomes -1, false or an "
+    "empty text. To change a part of it, read the record and send all of it.";
+
+/* What holds for every operation of the kind. */
+std::string explanation(const Description &does)
+{
+    switch (does.pattern) {
+        case Pattern::ReadRecord:
+        case Pattern::ReadRecordById: return "A list with this one record.";
+        case Pattern::ReadList: return "A list of any length, in the order of the daemon.";
+        case Pattern::WriteRecord: return whole_record;
+        case Pattern::WriteItem:
+            return whole_record + std::string(" The id in the form says which one is changed, not "
+                                              "the one in the path. A refusal has no reasons.");
+        case Pattern::WriteIndexedRecords:
+            return "Each key carries the index of its record: id[0], id[1] and so on. The records "
+                   "are taken from index 0 up to the first one without an id, at most " +
+                   std::to_string(does.most) + " of them. " + whole_record;
+        case Pattern::CreateItem:
+            return "What the form leaves out becomes -1, false or an empty text. The answer is a "
+                   "list with the record that the device made of it.";
+        case Pattern::SubmitRecord:
+            return "The file is stored under /mnt/data by the last part of its name, and replaces "
+                   "one of the same name, before the daemon is asked. A name with a percent sign "
+                   "is not found again. Without a file, the form can bring the path of one that "
+                   "the device has.";
+        case Pattern::DeleteItem:
+        case Pattern::RunCommand:
+        case Pattern::RunCommandById: return "A command without a form.";
+        case Pattern::AnswerEmpty:
+        case Pattern::AnswerFixed: break;
+    }
+    return "The request is accepted, and nothing happens.";
 }
 
 /* "/api/stream/select/{id}": "stream select". */
@@ -316,21 +186,36 @@ std::string operation_name(const char *method, const std::string &path)
     return name;
 }
 
+/* Summary and description. */
+void add_words(Json &operation, const std::string &words, const Description &does)
+{
+    const OperationNote *note = note_on(operation["operationId"]);
+    std::string summary = verb(does.pattern) + (": " + words), text = explanation(does);
+    if (note) {
+        summary = note->summary;
+        if (*note->more) text += std::string(" ") + note->more;
+    }
+    operation["summary"] = summary;
+    operation["description"] = text;
+}
+
 Json operation(const Route &route, const Action &action, Json &schemas)
 {
     const std::string path = readable_path(route), words = words_of(path);
     const Description does = describe(action);
-    Json made = {{"operationId", operation_name(method_name(action.method), path)},
-                 {"summary", verb(does.pattern) + (": " + words)},
-                 {"tags", {words.substr(0, words.find(' '))}}};
+    Json made = {{"operationId", operation_name(method_name(action.method), path)}};
+    add_words(made, words, does);
+    made["tags"] = {words.substr(0, words.find(' '))};
     if (does.command) {
         made["x-command"] = {{"name", command_names[does.command]}, {"code", does.command}};
     }
-    const Json body = body_of(does);
-    if (!body.is_null()) made["requestBody"] = body;
+    const Json content = content_of(does, schemas);
+    if (!content.is_null()) made["requestBody"] = {{"required", true}, {"content", content}};
     made["responses"] = responses_of(does, schemas);
+    const Json allow = {{"type", "string"}, {"const", route.allow}};
     made["responses"]["405"] = {{"description", "For any other method. There is no body."},
-                                {"headers", {{"Allow", {{"schema", {{"const", route.allow}}}}}}}};
+                                {"headers", {{"Allow", {{"schema", allow}}}}}};
+    made["responses"]["default"] = reference("responses", "server");
     return made;
 }
 
@@ -352,6 +237,20 @@ Json path_item(const Route &route, Json &schemas)
     return item;
 }
 
+/* Says what is wrong; nothing is left to do then. */
+bool has_stale_note(const Json &paths)
+{
+    std::set<std::string> operations;
+    for (const Json &item : paths) {
+        for (const Json &one : item) {
+            if (one.contains("operationId")) operations.insert(one["operationId"]);
+        }
+    }
+    const std::string note = stale_note(operations);
+    if (!note.empty()) fprintf(stderr, "tools/notes.cpp: there is no %s\n", note.c_str());
+    return !note.empty();
+}
+
 } // namespace
 
 std::string openapi_json(const std::string &frame)
@@ -364,6 +263,7 @@ std::string openapi_json(const std::string &frame)
     for (size_t i = 0; i < route_count; ++i) {
         paths[readable_path(routes[i])] = path_item(routes[i], schemas);
     }
+    if (has_stale_note(paths)) return "";
     document["paths"] = paths;
     return document.dump(2) + "\n";
 }

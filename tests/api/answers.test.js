@@ -1,75 +1,54 @@
 /* Walks every operation of docs/openapi.json on the running demo, and holds
  * each answer against it. */
 import assert from 'node:assert/strict';
-import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { readFileSync } from 'node:fs';
-import { createInterface } from 'node:readline';
+import { connect } from 'node:net';
 import { after, before, test } from 'node:test';
 import Ajv from 'ajv/dist/2020.js';
+import { api, byId, examples, fileParameter, inOrder, operations, resolved, startDemo } from './demo.js';
 
-const port = process.env.API_TEST_PORT ?? '18470';
-const api = JSON.parse(readFileSync('docs/openapi.json', 'utf8'));
 const ajv = new Ajv({ strict: false, validateFormats: false });
 ajv.addSchema(api, 'api');
 
-const operations = Object.entries(api.paths).flatMap(([path, item]) =>
-    ['get', 'post', 'put', 'delete']
-        .filter((method) => item[method])
-        .map((method) => ({ path, method, ...item[method] })));
-
 const seen = new Set();
-
 let demo;
 
-before(async () => {
-    demo = spawn('scripts/private-mounts', ['scripts/serve', port, '--control', '-'],
-        { stdio: ['pipe', 'pipe', 'ignore'] });
-    for await (const line of createInterface({ input: demo.stdout })) {
-        if (line.startsWith('Serving')) return;
+before(async () => { demo = await startDemo(); });
+after(() => demo.stop());
+
+/* The two ways of a form. Names are sent as they stand, brackets and all. */
+const bodies = {
+    'multipart/form-data'(values) {
+        const body = new FormData();
+        for (const [name, value] of Object.entries(values)) body.append(name, value);
+        return { body };
+    },
+    'application/x-www-form-urlencoded': (values) => ({
+        headers: { 'Content-Type': 'application/x-www-form-urlencoded' },
+        body: Object.entries(values)
+            .map(([name, value]) => `${name}=${encodeURIComponent(value)}`).join('&'),
+    }),
+};
+
+/* Sends it the way the description says, by default the one that stands first
+ * there, with the values of its examples. */
+function send(operation, { file = 'MZ a file', type, path = operation.path } = {}) {
+    let request;
+    if (operation.requestBody) {
+        const name = fileParameter(operation);
+        const values = name ? { [name]: new File([file], 'file.bin') } : examples(operation);
+        request = bodies[type ?? Object.keys(operation.requestBody.content)[0]](values);
     }
-    assert.fail('the demo does not start');
-});
-
-after(async () => {
-    demo.kill();
-    if (demo.exitCode === null) await once(demo, 'exit');
-});
-
-/* The parameters of its form that have one. Their names are sent as they stand,
- * brackets and all. */
-function examples(operation) {
-    const [{ schema }] = Object.values(operation.requestBody.content);
-    return Object.entries(schema.properties)
-        .filter(([, parameter]) => parameter.examples)
-        .map(([name, parameter]) => [name, parameter.examples[0]]);
-}
-
-/* Sends it the way the description says, with the values of its examples. */
-function send(operation, file = 'MZ a file') {
-    const body = operation.requestBody?.content;
-    let sent, headers;
-    if (body?.['multipart/form-data']) {
-        sent = new FormData();
-        const [name] = Object.keys(body['multipart/form-data'].schema.properties);
-        sent.append(name, new Blob([file]), 'file.bin');
-    } else if (body) {
-        sent = examples(operation)
-            .map(([name, value]) => `${name}=${encodeURIComponent(value)}`).join('&');
-        headers = { 'Content-Type': 'application/x-www-form-urlencoded' };
-    }
-    const path = operation.path.replace('{id}', '1');
-    return fetch(`http://127.0.0.1:${port}${path}`,
-        { method: operation.method.toUpperCase(), headers, body: sent });
+    return fetch(demo.url + path.replace('{id}', '1'),
+        { method: operation.method.toUpperCase(), ...request });
 }
 
 /* The answer's status, after its headers and its body have passed. */
 async function check(operation, answer) {
     const name = `${operation.operationId}: ${answer.status}`;
-    let described = operation.responses[answer.status];
-    assert.ok(described, `${name} is not described`);
+    assert.ok(operation.responses[answer.status], `${name} is not described`);
     seen.add(name);
-    if (described.$ref) described = api.components.responses[described.$ref.split('/').pop()];
+    const described = resolved(operation.responses[answer.status]);
     const body = await answer.text();
     for (const [header, { schema }] of Object.entries(described.headers ?? {})) {
         assert.equal(answer.headers.get(header), schema.const, name);
@@ -90,54 +69,49 @@ async function check(operation, answer) {
     return answer.status;
 }
 
-function fault(text) {
-    demo.stdout.resume(); /* Node 18 leaves it paused after the first lines */
-    demo.stdin.write(`clear\nfault ${text}\n`);
-    return new Promise((resolve) => demo.stdout.once('data', resolve));
-}
-
 const success = (operation) => Number(Object.keys(operation.responses)[0]);
 
 test('every operation does what its examples say', async () => {
-    const rank = ({ method, path }) => (method === 'delete') + 2 * /factory|restart/.test(path);
-    for (const operation of [...operations].sort((a, b) => rank(a) - rank(b))) {
+    for (const operation of inOrder()) {
         assert.equal(await check(operation, await send(operation)), success(operation),
             operation.operationId);
     }
 });
 
-test('the values of a form are read back', async () => {
-    const settings = operations.filter((o) => o.requestBody && o.method === 'put' &&
-        o.responses['400'] && o.path !== '/api/network');
-    for (const operation of settings) {
-        assert.equal((await send(operation)).status, 204);
-        const read = operations.find((o) => o.path === operation.path && o.method === 'get');
-        const [record] = await (await send(read)).json();
-        for (const [name, value] of examples(operation)) {
-            if (name === 'time') continue; /* it runs on */
-            const at = name.split(/[[\]]+/).filter(Boolean).reduce((in_it, key) => in_it[key], record);
-            assert.equal(at, value, `${operation.operationId}: ${name}`);
+for (const type of Object.keys(bodies)) {
+    test(`the values of a form are read back, sent as ${type}`, async () => {
+        const settings = operations.filter((o) => o.requestBody && o.method === 'put' &&
+            o.responses['400'] && o.path !== '/api/network');
+        for (const operation of settings) {
+            assert.equal((await send(operation, { type })).status, 204);
+            const read = operations.find((o) => o.path === operation.path && o.method === 'get');
+            const [record] = await (await send(read)).json();
+            for (const [name, value] of Object.entries(examples(operation))) {
+                if (name === 'time') continue; /* it runs on */
+                const at = name.split(/[[\]]+/).filter(Boolean).reduce((in_it, key) => in_it[key], record);
+                assert.equal(at, value, `${operation.operationId}: ${name}`);
+            }
         }
-    }
-});
+    });
+}
 
 /* A PUT goes by the id in its form. */
 test('an item that is not there is a 404', async () => {
     for (const operation of operations.filter((o) => o.responses['404'] && o.method !== 'put')) {
         const path = operation.path.replace('{id}', '999');
-        assert.equal(await check(operation, await send({ ...operation, path })), 404);
+        assert.equal(await check(operation, await send(operation, { path })), 404);
     }
 });
 
 test('refused values are listed, or are a 404', async () => {
     for (const operation of operations.filter((o) => o.requestBody && o['x-command'])) {
-        if (operation.requestBody.content['multipart/form-data']) {
-            assert.equal(await check(operation, await send(operation, 'BAD file')), 400);
+        if (fileParameter(operation)) {
+            assert.equal(await check(operation, await send(operation, { file: 'BAD file' })), 400);
             continue;
         }
         const is_item = operation.responses['404'];
         for (const [complaints, status] of [[2, 400], [100, 507]]) {
-            await fault(`refuse=${complaints}@${operation['x-command'].name}*1`);
+            await demo.fault(`refuse=${complaints}@${operation['x-command'].name}*1`);
             assert.equal(await check(operation, await send(operation)), is_item ? 404 : status);
         }
     }
@@ -145,7 +119,7 @@ test('refused values are listed, or are a 404', async () => {
 
 test('a daemon that fails is a 500, or a 404', async () => {
     for (const operation of operations.filter((o) => o['x-command'])) {
-        await fault(`bad-checksum@${operation['x-command'].name}*1`);
+        await demo.fault(`bad-checksum@${operation['x-command'].name}*1`);
         const expected = operation.responses['404'] ? 404 : 500;
         assert.equal(await check(operation, await send(operation)), expected,
             operation.operationId);
@@ -153,9 +127,8 @@ test('a daemon that fails is a 500, or a 404', async () => {
 });
 
 test('a daemon that is silent is a 408', async () => {
-    const operation = operations.find((o) => o.operationId === 'getUptime');
-    await fault('silence@CMD_UPTIME_GET*1');
-    assert.equal(await check(operation, await send(operation)), 408);
+    await demo.fault('silence@CMD_UPTIME_GET*1');
+    assert.equal(await check(byId('getUptime'), await send(byId('getUptime'))), 408);
 });
 
 test('another method is a 405', async () => {
@@ -169,9 +142,33 @@ test('another method is a 405', async () => {
 test('no status is described that does not come', () => {
     for (const operation of operations) {
         for (const status of Object.keys(operation.responses)) {
-            if (status === '408' || status === '507') continue;
+            if (['408', '507', 'default'].includes(status)) continue;
             const name = `${operation.operationId}: ${status}`;
             assert.ok(seen.has(name), name);
         }
+    }
+});
+
+/* fetch cannot make such requests. */
+async function rawStatus(head) {
+    const socket = connect(new URL(demo.url).port, '127.0.0.1');
+    socket.end(`${head}\r\nHost: 127.0.0.1\r\nConnection: close\r\n\r\n`);
+    let text = '';
+    socket.setEncoding('utf8').on('data', (data) => { text += data; });
+    await once(socket, 'close');
+    return [Number(text.split(' ')[1]), /^content-type: text\/html/im.test(text)];
+}
+
+test('what the server refuses itself is a page', async () => {
+    const { description } = api.components.responses.server;
+    const refused = {
+        400: 'GET /api/uptime HTTP/1.1\r\nContent-Length: many',
+        404: 'GET /api/nothing HTTP/1.1',
+        411: 'POST /api/stream HTTP/1.1',
+        413: 'POST /api/stream HTTP/1.1\r\nContent-Length: 99999999999',
+    };
+    for (const [status, head] of Object.entries(refused)) {
+        assert.deepEqual(await rawStatus(head), [Number(status), true]);
+        assert.match(description, new RegExp(status));
     }
 });
