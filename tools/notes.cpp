@@ -12,7 +12,7 @@ namespace {
 
 using namespace records;
 
-constexpr OperationNote operations[] = {
+constexpr OperationNote operation_notes[] = {
     {"getStream", "List the streams", ""},
     {"postStream", "Create a stream",
      "The simulated device wants a name, gives the id, and has its own values for what is left "
@@ -95,12 +95,13 @@ struct FieldNote {
 constexpr const char *on_or_off = "On the simulated device: 0 off, 1 in use.";
 constexpr const char *two_types = "On the simulated device: 0 fixed, 1 automatic.";
 
-constexpr FieldNote fields[] = {
+constexpr FieldNote field_notes[] = {
     {nullptr, "protocol", "On the simulated device: 0 UDP, 1 RTP, 2 Zixi, 3 SRT, 4 RTMP, 5 ASI."},
     {nullptr, "channelInput", "On the simulated device: 0 and 1 the Ethernet ports, 2 ASI."},
     {&stream_record, "status",
      "What the device reports. The simulated one: 0 idle, 1 being received; it takes no status "
      "from a form."},
+    {nullptr, "clockSource", "On the simulated device: 0 internal, 1 genlock."},
     {&network_interface_record, "type", "On the simulated device: 0 management, 1 streams."},
     {nullptr, "ip4Type", two_types},
     {nullptr, "ip6Type", two_types},
@@ -140,9 +141,9 @@ std::string meaning(const Record &record, const std::string &key)
 {
     if (&record == &ports_record || &record == &leds_record) return on_or_off;
     const auto found =
-        std::find_if(std::begin(fields), std::end(fields),
+        std::find_if(std::begin(field_notes), std::end(field_notes),
                      [&](const FieldNote &note) { return is_about(note, record, key); });
-    return found == std::end(fields) ? "" : found->text;
+    return found == std::end(field_notes) ? "" : found->text;
 }
 
 } // namespace
@@ -150,9 +151,9 @@ std::string meaning(const Record &record, const std::string &key)
 const OperationNote *note_on(const std::string &operation)
 {
     const auto found =
-        std::find_if(std::begin(operations), std::end(operations),
+        std::find_if(std::begin(operation_notes), std::end(operation_notes),
                      [&](const OperationNote &note) { return note.operation == operation; });
-    return found == std::end(operations) ? nullptr : found;
+    return found == std::end(operation_notes) ? nullptr : found;
 }
 
 std::string note_on(const Record &record, const std::string &key)
@@ -164,12 +165,12 @@ std::string note_on(const Record &record, const std::string &key)
     return note + "On the simulated device t" + rule.substr(1);
 }
 
-std::string stale_note(const std::set<std::string> &known)
+std::string stale_note(const std::set<std::string> &operations)
 {
-    for (const OperationNote &note : operations) {
-        if (!known.count(note.operation)) return note.operation;
+    for (const OperationNote &note : operation_notes) {
+        if (!operations.count(note.operation)) return note.operation;
     }
-    for (const FieldNote &note : fields) {
+    for (const FieldNote &note : field_notes) {
         if (note.record && !has_field(*note.record, note.key)) return note.key;
     }
     return "";

@@ -138,8 +138,9 @@ std::string explanation(const Description &does)
         case Pattern::ReadList: return "A list of any length, in the order of the daemon.";
         case Pattern::WriteRecord: return whole_record;
         case Pattern::WriteItem:
-            return whole_record + std::string(" The id in the form says which one is changed, not "
-                                              "the one in the path. A refusal has no reasons.");
+            return whole_record + std::string(
+                                      " The id in the form says which one is changed, not "
+                                      "the one in the path. A refusal has no reasons.");
         case Pattern::WriteIndexedRecords:
             return "Each key carries the index of its record: id[0], id[1] and so on. The records "
                    "are taken from index 0 up to the first one without an id, at most " +

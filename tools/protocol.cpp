@@ -133,20 +133,12 @@ std::string all_record_tables()
     return tables;
 }
 
-bool replace(std::string &text, const std::string &mark, const std::string &by)
-{
-    const size_t at = text.find(mark);
-    if (at == std::string::npos) return false;
-    text.replace(at, mark.size(), by);
-    return true;
-}
-
 } // namespace
 
 std::string daemon_protocol(const std::string &frame)
 {
     std::string document = frame;
-    const bool is_whole = replace(document, "@COMMANDS@\n", command_table()) &&
-                          replace(document, "\n@RECORDS@\n", all_record_tables());
+    const bool is_whole = replace_mark(document, "@COMMANDS@\n", command_table()) &&
+                          replace_mark(document, "\n@RECORDS@\n", all_record_tables());
     return is_whole ? document : "";
 }

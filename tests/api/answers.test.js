@@ -20,7 +20,10 @@ after(() => demo.stop());
 const bodies = {
     'multipart/form-data'(values) {
         const body = new FormData();
-        for (const [name, value] of Object.entries(values)) body.append(name, value);
+        for (const [name, value] of Object.entries(values)) {
+            if (value instanceof Blob) body.append(name, value, 'file.bin');
+            else body.append(name, value);
+        }
         return { body };
     },
     'application/x-www-form-urlencoded': (values) => ({
@@ -36,7 +39,7 @@ function send(operation, { file = 'MZ a file', type, path = operation.path } = {
     let request;
     if (operation.requestBody) {
         const name = fileParameter(operation);
-        const values = name ? { [name]: new File([file], 'file.bin') } : examples(operation);
+        const values = name ? { [name]: new Blob([file]) } : examples(operation);
         request = bodies[type ?? Object.keys(operation.requestBody.content)[0]](values);
     }
     return fetch(demo.url + path.replace('{id}', '1'),
