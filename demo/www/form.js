@@ -4,21 +4,6 @@
 
 import { button, el, setText } from "./dom.js";
 
-// {a: [true]} becomes {"a[0]": true}.
-export function parameters(data, name = "", found = {}) {
-  if (Array.isArray(data)) data.forEach((item, i) => parameters(item, `${name}[${i}]`, found));
-  else if (data && typeof data === "object") {
-    for (const [key, item] of Object.entries(data)) parameters(item, name + key, found);
-  } else found[name] = data;
-  return found;
-}
-
-// [{a: 1}] becomes {"a[0]": 1}.
-export function listParameters(list) {
-  return Object.assign({}, ...list.map((item, i) => Object.fromEntries(
-    Object.entries(parameters(item)).map(([key, value]) => [`${key}[${i}]`, value]))));
-}
-
 const unset = -1; // of a number: nothing is set
 const integer = /^[+-]?\d+$/;
 const largest = 2 ** 31;
@@ -229,7 +214,7 @@ export function makeForm({ groups, save, submit = "Save", extra = [] }) {
       if (stored) show(stored);
       mark(false, "Saved");
     } catch (error) {
-      showProblems(error.entries ?? [], error.entries?.length ? "" : error.message);
+      showProblems(error.complaints ?? [], error.complaints?.length ? "" : error.message);
     } finally {
       busy = false;
       send.removeAttribute("aria-disabled");

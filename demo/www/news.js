@@ -19,7 +19,7 @@ export async function attempt(action, done) {
     say(done);
     return true;
   } catch (error) {
-    say(error.entries?.map((entry) => entry.message).join(" ") || error.message, true);
+    say(error.complaints?.map(({ message }) => message).join(" ") || error.message, true);
     return false;
   }
 }

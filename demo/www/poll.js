@@ -1,7 +1,7 @@
 // What is known of the device. Each round reads the counters of changes, and
 // then of what the page shows only the resources whose counters moved.
 
-import { getList, getOne } from "./api.js";
+import { getList, getOne } from "./device.js";
 
 const period = 2000;
 const longestPause = 10000;

@@ -1,6 +1,6 @@
 // A file to send to the device, with the progress of it.
 
-import { upload } from "./api.js";
+import { device } from "./device.js";
 import { button, el, setText } from "./dom.js";
 
 // accepted is called with the device's result; returns the element.
@@ -11,7 +11,7 @@ export function uploadForm({ label, path, parameter, submit, accepted }) {
   const state = el("p", { class: "state", role: "status" });
   const progress = el("progress", { max: 1, value: 0, "aria-label": `Upload: ${label}` });
   const send = el("button", { type: "submit", class: "primary" }, submit);
-  const cancel = button("Cancel", () => running?.cancel(), { hidden: true });
+  const cancel = button("Cancel", () => running?.abort(new Error("The upload was cancelled.")), { hidden: true });
   progress.hidden = true;
   let running;
 
@@ -33,11 +33,11 @@ export function uploadForm({ label, path, parameter, submit, accepted }) {
     file.removeAttribute("aria-invalid");
     setText(state, "");
     if (!file.files.length) return fail("Choose a file first.");
-    running = upload(path, parameter, file.files[0], show);
+    running = new AbortController();
     progress.hidden = cancel.hidden = false;
     show(0);
     try {
-      const result = await running.result;
+      const [result = {}] = await device.upload(path, parameter, file.files[0], { onprogress: show, signal: running.signal });
       setText(state, result.message || "The device has taken the file.");
       accepted?.(result);
     } catch (problem) {

@@ -1,6 +1,6 @@
 // Saved configurations.
 
-import * as api from "../api.js";
+import { device } from "../device.js";
 import { ask } from "../dialog.js";
 import { configuration } from "../fields.js";
 import { attempt } from "../news.js";
@@ -15,7 +15,7 @@ async function activate({ id, name }) {
   });
   if (!sure) return;
   await attempt(async () => {
-    await api.put(`configuration/activate/${id}`);
+    await device.put(`configuration/activate/${id}`);
     await refresh("configurations");
   }, "The configuration is activated.");
 }

@@ -1,10 +1,11 @@
 // A view of a list whose entries are made, edited and deleted: "#/name" is the
 // list, "#/name/new" and "#/name/3" a form.
 
-import * as api from "../api.js";
+import { device } from "../device.js";
 import { ask } from "../dialog.js";
 import { button, card, el, setText } from "../dom.js";
-import { makeForm, parameters } from "../form.js";
+import { makeForm } from "../form.js";
+import { parameters } from "../kelto-client.js";
 import { attempt, say } from "../news.js";
 import { refresh, value } from "../poll.js";
 
@@ -17,7 +18,7 @@ async function deleteItem(table, item) {
     action: "Delete",
   });
   return sure && attempt(async () => {
-    await api.remove(`${table.path}/${item.id}`);
+    await device.delete(`${table.path}/${item.id}`);
     await refresh(table.resource);
   }, `The ${table.what} is deleted.`);
 }
@@ -91,7 +92,7 @@ function formPage(table, id) {
     submit: isNew ? `Create the ${table.what}` : "Save",
     extra: [cancel],
     async save(given) {
-      await (isNew ? api.post(table.path, given) : api.put(`${table.path}/${id}`, given));
+      await (isNew ? device.post(table.path, given) : device.put(`${table.path}/${id}`, given));
       await refresh(table.resource);
       back();
       // The way back clears what was said before.

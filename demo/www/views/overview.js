@@ -1,6 +1,6 @@
 // A device at a glance.
 
-import * as api from "../api.js";
+import { device } from "../device.js";
 import { amount, button, card, el, endpoint, facts, setText } from "../dom.js";
 import { inputs, protocols } from "../fields.js";
 import { attempt } from "../news.js";
@@ -25,7 +25,7 @@ function channelCard() {
   const name = el("p", { class: "headline" }, "–");
   const badge = el("span", { class: "badge" });
   const run = (action, done) => attempt(async () => {
-    await api.put(`channel/${action}`);
+    await device.put(`channel/${action}`);
     await refresh("channel", "channelInfo");
   }, done);
   const start = button("Start", () => run("start", "The channel is started."));

@@ -1,9 +1,10 @@
 // Views that consist of forms, one for each record of settings.
 
-import * as api from "../api.js";
+import { device } from "../device.js";
 import { button, card, el, endpoint, setText } from "../dom.js";
 import * as fields from "../fields.js";
-import { listParameters, makeForm, parameters } from "../form.js";
+import { makeForm } from "../form.js";
+import { parameters } from "../kelto-client.js";
 import { attempt } from "../news.js";
 import { refresh, value } from "../poll.js";
 
@@ -18,7 +19,7 @@ export function settingsForm({ title, path, groups, resource, pick, extra }) {
     groups,
     extra,
     async save(given) {
-      await api.put(path, given);
+      await device.put(path, given);
       await refresh(resource);
       return current();
     },
@@ -55,7 +56,7 @@ export const outputs = formsView(() => [
 
 function talkbackCard() {
   const run = (action, done) => () => attempt(async () => {
-    await api.put(`talkback/${action}`);
+    await device.put(`talkback/${action}`);
     await refresh();
   }, done);
   return ofDecoder("Talkback", "talkback", fields.talkback, [
@@ -77,12 +78,12 @@ function interfacesCard() {
   const place = el("div", {}, el("p", { class: "muted" }, "Asking the device"));
   const rest = el("p", { class: "hint" });
   let form, ids;
-  const current = () => listParameters(value("network").slice(0, mostInterfaces));
+  const current = () => parameters(value("network").slice(0, mostInterfaces));
   function makeAnew(list) {
     form = makeForm({
       groups: list.flatMap(({ id }, i) => fields.networkInterface(i, `Interface ${id}`)),
       async save(given) {
-        await api.put("network", given);
+        await device.put("network", given);
         await refresh("network");
         return current();
       },

@@ -1,6 +1,6 @@
 // Streams, of which one is selected as the channel.
 
-import * as api from "../api.js";
+import { device } from "../device.js";
 import { endpoint } from "../dom.js";
 import { inputs, protocols, stream } from "../fields.js";
 import { attempt } from "../news.js";
@@ -28,7 +28,7 @@ export const streams = listView({
     text: "Select",
     isDone: isSelected,
     run: (item) => attempt(async () => {
-      await api.put(`stream/select/${item.id}`);
+      await device.put(`stream/select/${item.id}`);
       await refresh("streams", "channel");
     }, "The stream is selected."),
   },

@@ -1,6 +1,6 @@
 // Access, clock, software, and the device as a whole.
 
-import * as api from "../api.js";
+import { device } from "../device.js";
 import { ask } from "../dialog.js";
 import { amount, button, card, el, facts, setText } from "../dom.js";
 import * as fields from "../fields.js";
@@ -12,7 +12,7 @@ import { formsView, settingsForm } from "./settings.js";
 function certificateCard() {
   const current = facts([["In use", ({ certificateName }) => certificateName]]);
   const toDefault = button("Use the default certificate", () => attempt(async () => {
-    await api.put("security/certificate/default");
+    await device.put("security/certificate/default");
     await refresh("security");
   }, "The default certificate is in use."));
   const element = card("Certificate", current.element,
@@ -68,7 +68,7 @@ function deviceCard() {
   const dangerous = (name, path, title, text, done) => button(name, async () => {
     if (!(await ask({ title, text, action: name }))) return;
     await attempt(async () => {
-      await api.put(path);
+      await device.put(path);
       await refresh();
     }, done);
   }, { class: "danger" });

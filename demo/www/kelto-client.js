@@ -1,0 +1,1 @@
+../../clients/javascript/kelto-client.js

@@ -1,0 +1,79 @@
+// clients/javascript in a browser. tests/api has the same for Node, and more.
+
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+import { examples, fileParameter, inOrder } from "../api/demo.js";
+import { openConsole, startBrowser, startDevice } from "./support.js";
+
+let device, browser, page;
+
+before(async () => {
+  device = await startDevice();
+  browser = await startBrowser();
+  page = await openConsole(browser, device);
+  // As makeCall("put", ["services", {}]): the answer, or what the error holds.
+  await page.evaluate(async () => {
+    const { Device } = await import("./kelto-client.js");
+    globalThis.makeCall = async (method, values, address = "/", options = {}) => {
+      try {
+        return await new Device(address, options)[method](...values);
+      } catch ({ name, message, status, complaints }) {
+        return { name, message, status, complaints };
+      }
+    };
+  });
+});
+after(async () => {
+  await browser?.close();
+  await device?.stop();
+});
+
+const call = (method, ...values) => page.evaluate(([name, rest]) => globalThis.makeCall(name, rest), [method, values]);
+
+test("every operation is called from a page", async () => {
+  for (const operation of inOrder()) {
+    const path = operation.path.replace("/api/", "").replace("{id}", "1");
+    const parameter = fileParameter(operation);
+    const answer = await (parameter
+      ? page.evaluate(([to, name]) => globalThis.makeCall("upload", [to, name, new File(["MZ"], "a.bin")]), [path, parameter])
+      : call(operation.method, path, ...(operation.requestBody ? [examples(operation)] : [])));
+    assert.ok(Array.isArray(answer), `${operation.operationId}: ${answer.message}`);
+  }
+});
+
+test("a form and a file arrive as they are", async () => {
+  const changes = { name: "A + B & C=D, 100% %41 <b> \"q\" \\ ü€", aesKey: "+ +" };
+  const [before] = await call("get", "stream/1");
+  await call("change", "stream/1", changes);
+  assert.deepEqual(await call("get", "stream/1"), [{ ...before, ...changes }]);
+  await call("change", "decoder/audio", { sdiHdmiOutput: [[], [false, false, true]] });
+  assert.equal((await call("get", "decoder/audio"))[0].sdiHdmiOutput[1][2], true);
+  const { seen, answer } = await page.evaluate(async () => {
+    const parts = [], onprogress = (sent) => parts.push(sent);
+    const file = new File([new Uint8Array(3 << 20)], "100%41 \"x\".pem");
+    const values = ["security/certificate", "certificateName", file, { onprogress }];
+    return { answer: await globalThis.makeCall("upload", values), seen: parts };
+  });
+  assert.deepEqual(answer, [{ status: "OK", message: "100_41 _x_.pem is the certificate now." }]);
+  assert.equal(seen.at(-1), 1);
+});
+
+test("failures say what happened", async () => {
+  assert.deepEqual(await call("put", "sap", { port: 0 }), {
+    name: "DeviceError", status: 400, message: "The port must be from 1 to 65535. (port)",
+    complaints: [{ message: "The port must be from 1 to 65535.", property: "port" }],
+  });
+  const failed = (method, values, ...rest) => page.evaluate(
+    async (all) => { const { message, status } = await globalThis.makeCall(...all); return [status, message]; }, [method, values, ...rest]);
+  assert.deepEqual(await failed("get", ["nothing"]), [404, "The device does not know this entry."]);
+  assert.deepEqual(await failed("get", ["uptime"], "http://127.0.0.1:1"), [0, "The server does not answer."]);
+  // Below another path the server has pages, which it sends on to their version.
+  assert.deepEqual(await failed("put", ["services", {}], "/other/"),
+    [0, `The server sends this on to ${device.url}/v2.4.1/other/api/services.`]);
+  device.fault("delay=1000@CMD_UPTIME_GET*1");
+  await page.waitForTimeout(300);
+  assert.deepEqual(await failed("get", ["uptime"], "/", { timeout: 200 }), [0, "The device did not answer in time."]);
+  const given = await page.evaluate(() => globalThis.makeCall("upload", ["general/firmwareUpgrade", "packageName",
+    new File(["MZ"], "a"), { signal: AbortSignal.abort(new Error("given up")) }]));
+  assert.equal(given.message, "given up");
+});
