@@ -74,8 +74,8 @@ WRAP(void *, "calloc", calloc, ENOMEM, nullptr, (size_t count, size_t size), (co
 WRAP(void *, "realloc", realloc, ENOMEM, nullptr, (void *old, size_t size), (old, size))
 WRAP(int, "socket", socket, EMFILE, -1, (int family, int type, int protocol),
      (family, type, protocol))
-WRAP(long, "fcntl", syscall, EINVAL, -1, (long number, int fd, int command, long argument),
-     (number, fd, command, argument))
+WRAP(long, "syscall", syscall, EINVAL, -1, (long number, long a, long b, long c, long d, long e),
+     (number, a, b, c, d, e))
 WRAP(int, "open", open64, EMFILE, -1, (const char *path, int flags, mode_t mode),
      (path, flags, mode))
 WRAP(void *, "mmap", mmap64, ENOMEM, MAP_FAILED,
