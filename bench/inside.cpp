@@ -76,7 +76,7 @@ struct Material {
 
     connection *con = hosted_connection_new();
     array *params = array_init();
-    buffer *carried = buffer_init();
+    buffer *field = buffer_init();
     std::vector<uint8_t> stream = std::vector<uint8_t>(stream_record.size);
     plugin_data state = {};
     std::string debug_lines; /* that the form makes */
@@ -90,8 +90,7 @@ struct Material {
 void Material::decode_form() const
 {
     array_reset(params);
-    parse_urlencoded_chunk(body(), true, params, carried);
-    finish_urlencoded(params, carried);
+    parse_urlencoded_chunk(body()->mem, params);
 }
 
 /* A reply with different streams, and its list, for which the buffer has to grow. */
@@ -429,9 +428,11 @@ void multipart(State &state, bool random)
     static multipart_parser parser;
     for (auto _ : state) {
         array_reset(m.params);
-        multipart_parser_init(&parser, nullptr, m.params, m.carried, boundary);
-        for_each_chunk(body, [](const char *data, size_t length) {
-            if (parse_multipart_chunk(&parser, data, length, false) != 0) fail("not parsed");
+        multipart_parser_init(&parser, boundary);
+        parser.field = m.field;
+        for_each_chunk(body, [&](const char *data, size_t length) {
+            if (parse_multipart_chunk(nullptr, data, length, m.params, &parser) != 0)
+                fail("not parsed");
         });
         if (parser.state != multipart_parser::CLOSED) fail("the upload has no end");
         multipart_parser_finish(&parser, true);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "tests/support/messages.h"
 
 namespace {
@@ -44,6 +46,43 @@ TEST(Escape, StaysWithinTheField)
         std::string field = text_field(c.text, c.width) + '#'; /* of the next one */
         EXPECT_EQ(escape_string(field.data(), c.width), field.data());
         EXPECT_EQ(field, text_field(c.field, c.width) + '#');
+    }
+}
+
+/* One character after the other. */
+std::string escaped_naively(const std::string &text, size_t width)
+{
+    std::string escaped;
+    for (const char c : text) {
+        std::string one(1, c);
+        if (c == '<') one = "&lt;";
+        if (c == '>') one = "&gt;";
+        if (c == '"') one = "\\\"";
+        if (c == '\\') one = "\\\\";
+        if (c == '\0' || escaped.size() + one.size() > width - 1) break;
+        escaped += one;
+    }
+    return escaped;
+}
+
+TEST(Escape, DoesWhatANaiveLoopDoes)
+{
+    std::minstd_rand random(5);
+    for (int i = 0; i < 20000; ++i) {
+        const auto width = static_cast<uint32_t>(1 + random() % (i % 100 == 0 ? 9000 : 300));
+        const unsigned one_special_in = 1u << random() % 12; /* from all to few */
+        std::string text(width, 'x');
+        for (char &c : text) {
+            c = static_cast<char>(random() % 255 + 1);
+            if (random() % one_special_in == 0) c = "<>\"\\;=?!#]"[random() % 10];
+            if (random() % 500 == 0) c = '\0';
+        }
+        const std::string expected = escaped_naively(text, width);
+        std::string field = text, out(width, '#');
+        char *end = put_escaped(out.data(), text.data(), width);
+        ASSERT_EQ(std::string(out.data(), end), expected);
+        escape_string(field.data(), width);
+        ASSERT_EQ(field, text[0] == '\0' ? text : text_field(expected, width));
     }
 }
 
