@@ -120,8 +120,9 @@ int server_read_body(void *request)
 
 void server_set_header(void *request, struct stock_text name, struct stock_text value)
 {
-    http_header_response_set(request, http_header_hkey_get(name.data, name.length), name.data,
-                             (uint32_t)name.length, value.data, (uint32_t)value.length);
+    const uint32_t length = (uint32_t)name.length;
+    http_header_response_set(request, http_header_hkey_get(name.data, length), name.data, length,
+                             value.data, (uint32_t)value.length);
 }
 
 void server_append_body(void *request, struct stock_text bytes)
