@@ -18,7 +18,7 @@ bool wait_until(const std::function<bool()> &condition)
 }
 
 Process::Process(const std::vector<std::string> &args, const std::string &output,
-                 const std::string &input)
+                 const std::string &input, bool in_group_of_its_own)
 {
     std::vector<char *> argv;
     argv.reserve(args.size() + 1);
@@ -31,7 +31,11 @@ Process::Process(const std::vector<std::string> &args, const std::string &output
     posix_spawn_file_actions_addopen(&files, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND,
                                      0600);
     posix_spawn_file_actions_adddup2(&files, 1, 2);
-    const int error = posix_spawn(&pid, argv[0], &files, nullptr, argv.data(), environ);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    if (in_group_of_its_own) posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    const int error = posix_spawn(&pid, argv[0], &files, &attributes, argv.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&files);
     if (error != 0) throw std::runtime_error(args[0] + ": " + strerror(error));
 }

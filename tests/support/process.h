@@ -13,7 +13,7 @@ public:
     /* Starts args[0] with its output appended to `output`. Throws std::runtime_error when it
      * can't. */
     Process(const std::vector<std::string> &args, const std::string &output,
-            const std::string &input = "/dev/null");
+            const std::string &input = "/dev/null", bool in_group_of_its_own = false);
     ~Process(); /* kills it when it still runs */
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;

@@ -120,7 +120,8 @@ std::string WebServer::default_config()
            "mimetype.assign = ( \".html\" => \"text/html\" )\n";
 }
 
-WebServer::WebServer(const std::string &config) : listening_port(free_port())
+WebServer::WebServer(const std::string &config, bool in_group_of_its_own)
+    : listening_port(free_port())
 {
     const std::string config_file = root() + "/lighttpd.conf";
     fs::create_directory(root() + "/www");
@@ -131,7 +132,7 @@ WebServer::WebServer(const std::string &config) : listening_port(free_port())
     process =
         std::make_unique<Process>(std::vector<std::string>{server_under_test().program, "-D", "-f",
                                                            config_file, "-m", root() + "/modules"},
-                                  root() + "/log");
+                                  root() + "/log", "/dev/null", in_group_of_its_own);
     wait_until([this] { return !process->running() || accepts_connections(listening_port); });
     if (!process->running()) throw std::runtime_error(log());
 }

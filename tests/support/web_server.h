@@ -35,7 +35,8 @@ public:
     /* Starts the server and waits until it accepts connections. In `config`, var.root is a
      * directory of this server's own; the port is set here. Throws std::runtime_error with what
      * the server said when it doesn't come up. */
-    explicit WebServer(const std::string &config = default_config());
+    explicit WebServer(const std::string &config = default_config(),
+                       bool in_group_of_its_own = false);
 
     static std::string default_config();
 
