@@ -1,7 +1,8 @@
-/* The channel: the selected stream, as it is received and decoded. */
+#include "simulator/channel.h"
+
 #include "handlers/status/records.h"
 #include "handlers/stream_decoder/records.h"
-#include "simulator/answers.h"
+#include "simulator/items.h"
 #include "simulator/format.h"
 #include "simulator/moving.h"
 

@@ -4,8 +4,13 @@
 #include <iterator>
 
 #include "handlers/admin/records.h"
-#include "simulator/answers.h"
+#include "simulator/channel.h"
 #include "simulator/format.h"
+#include "simulator/items.h"
+#include "simulator/lifecycle.h"
+#include "simulator/settings.h"
+#include "simulator/status.h"
+#include "simulator/upgrade.h"
 #include "sysmng/command.h"
 
 namespace {

@@ -3,56 +3,7 @@
 #include <algorithm>
 #include <ctime>
 
-#include "handlers/admin/records.h"
-#include "handlers/status/records.h"
-#include "simulator/answers.h"
-#include "simulator/examples.h"
 #include "simulator/format.h"
-
-namespace {
-
-/* Counts a change when a report is no longer the known one. */
-void count_if_new(Device &device, Bytes &known, const Reply &report, const char *counter)
-{
-    if (report.record == known) return;
-    known = report.record;
-    count_change(device, counter);
-}
-
-} // namespace
-
-Device factory_device(const DeviceOptions &options)
-{
-    Device device = {};
-    device.options = options;
-    device.started = Clock::now();
-    device.password = "admin";
-    device.counters = new_record(records::changes_record);
-    reset_settings(device);
-    add_examples(device);
-    select_first_stream(device);
-    settle(device);
-    return device;
-}
-
-void factory_reset(Device &device)
-{
-    const RecordBytes counters = device.counters;
-    device = factory_device(device.options);
-    device.counters = counters;
-    for (const Leaf &leaf : leaves(*counters.record)) count_change(device, leaf.key.c_str());
-}
-
-void settle(Device &device)
-{
-    finish_upgrade(device);
-    mark_running_stream(device);
-    RecordBytes &date_time = setting(device, records::sysdatetime_record);
-    set_text(date_time, "date", clock_text(device).substr(0, 10));
-    set_text(date_time, "time", clock_text(device).substr(11));
-    count_if_new(device, device.known_ports, read_ports(device, {}), "portsInfo");
-    count_if_new(device, device.known_channel, read_channel(device, {}), "channelInfo");
-}
 
 void count_change(Device &device, const char *counter)
 {

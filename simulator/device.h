@@ -49,17 +49,6 @@ struct Device {
     std::chrono::system_clock::duration clock_offset{}; /* the device's clock to the host's */
 };
 
-/* An appliance as it leaves the factory, started now, with some examples in
- * its lists and the channel running. */
-Device factory_device(const DeviceOptions &options);
-
-/* Back to that; the installed software and the counters of changes stay. */
-void factory_reset(Device &device);
-
-/* Brings up to date what changes by itself, and what follows from the last
- * command. To be called before and after each. */
-void settle(Device &device);
-
 /* Adds 1 to the counter of changes with this key. */
 void count_change(Device &device, const char *counter);
 

@@ -5,9 +5,9 @@
 #include <iterator>
 
 #include "handlers/admin/records.h"
-#include "simulator/answers.h"
 #include "simulator/commands.h"
 #include "simulator/format.h"
+#include "simulator/upgrade.h"
 #include "sysmng/command.h"
 
 namespace {

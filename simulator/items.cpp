@@ -1,8 +1,8 @@
-/* Lists of records that are told apart by their identifiers. */
+#include "simulator/items.h"
+
 #include <algorithm>
 
 #include "handlers/admin/records.h"
-#include "simulator/answers.h"
 #include "simulator/examples.h"
 #include "simulator/format.h"
 #include "simulator/rules.h"

@@ -8,9 +8,9 @@
 #include <exception>
 #include <optional>
 
-#include "simulator/device.h"
 #include "simulator/faults.h"
 #include "simulator/format.h"
+#include "simulator/lifecycle.h"
 #include "simulator/server.h"
 
 namespace {

@@ -1,10 +1,10 @@
-/* Settings: records of which the device has just one. */
+#include "simulator/settings.h"
+
 #include <algorithm>
 #include <ctime>
 #include <iterator>
 
 #include "handlers/admin/records.h"
-#include "simulator/answers.h"
 #include "simulator/rules.h"
 
 using namespace records;

@@ -1,29 +1,15 @@
-/* What the device tells about itself. */
+#include "simulator/status.h"
+
 #include <sys/statvfs.h>
 
 #include <algorithm>
 
 #include "handlers/admin/records.h"
 #include "handlers/status/records.h"
-#include "simulator/answers.h"
 #include "simulator/format.h"
 #include "simulator/moving.h"
 
 using namespace records;
-
-Reply restart(Device &device, const Request &)
-{
-    device.started = Clock::now();
-    device.channel.started = device.started;
-    device.channel.talkback = false;
-    return success();
-}
-
-Reply reset_to_factory(Device &device, const Request &)
-{
-    factory_reset(device);
-    return success();
-}
 
 Reply read_uptime(Device &device, const Request &)
 {

@@ -1,4 +1,5 @@
-/* Files that the device installs: firmware packages and certificates. */
+#include "simulator/upgrade.h"
+
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -7,7 +8,6 @@
 #include <fstream>
 
 #include "handlers/admin/records.h"
-#include "simulator/answers.h"
 #include "simulator/format.h"
 
 namespace {

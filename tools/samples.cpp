@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "simulator/commands.h"
-#include "simulator/device.h"
+#include "simulator/lifecycle.h"
 #include "tools/recorder.h"
 
 namespace {

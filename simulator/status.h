@@ -1,0 +1,6 @@
+/* What the device tells about itself. */
+#pragma once
+
+#include "simulator/answer.h"
+
+Answer read_uptime, read_changes, read_ports, read_leds, read_freespace;
