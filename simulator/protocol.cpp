@@ -15,11 +15,11 @@ constexpr uint32_t longest_request = 1024 * 1024; /* no request comes near it */
 constexpr Field entry_fields[] = {field::text("message", 255), field::text("property", 255)};
 constexpr Record validation_entry = record("validation_entry", 510, entry_fields);
 
-#define COMMAND(name) #name,
-#define RESERVED(code) "reserved code " #code,
-constexpr const char *names[] = {
-#include "sysmng/commands.def"
-};
+/* CMD_MAX_NUM and the reserved codes are no commands. */
+bool is_command(uint32_t code)
+{
+    return code < CMD_MAX_NUM && strncmp(command_names[code], "CMD_", 4) == 0;
+}
 
 } // namespace
 
@@ -101,5 +101,5 @@ Arrival next_request(Bytes &input, Request &request)
 
 std::string command_name(uint32_t code)
 {
-    return code < std::size(names) ? names[code] : format("command %u", code);
+    return is_command(code) ? command_names[code] : format("command %u", code);
 }
