@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <iterator>
 #include <regex>
+#include <span>
 
 #include "handlers/admin/records.h"
 #include "simulator/format.h"
+#include "sysmng/plugin_data.h"
 
 namespace {
 
@@ -69,6 +71,35 @@ bool is_time(const std::string &text)
     return std::regex_match(text, form);
 }
 
+/* The bytes that an answer has for a text when the record's other values are as
+ * long as they can be. */
+constexpr uint32_t room_for(const char *key, const Record &record)
+{
+    uint32_t room = REPLY_BUF_SIZE - 1;
+    room -= static_cast<uint32_t>(sizeof("[ {} ]") - 1) + 2 * (record.count - 1); /* ", " */
+    for (const Field &field : std::span(record.fields, record.count)) {
+        const bool is_text = field.kind == FieldKind::Text;
+        room -= field.lead.length + (is_text ? 2U : 1U); /* and quotes */
+        if (!record_check::same(field.key, key)) room -= is_text ? field.width - 1 : 5;
+    }
+    return room;
+}
+
+/* The answer of GET /api/security ends where the reply buffer does: with a longer
+ * text it would not be whole JSON. GET /api/notice has more room. */
+constexpr uint32_t longest_banner = 3968;
+static_assert(longest_banner == room_for("bannerText", security_record));
+
+bool fits_answer(const std::string &text)
+{
+    size_t length = text.size(); /* in JSON */
+    for (const char c : text) {
+        if (c == '<' || c == '>') length += 3; /* &lt; */
+        if (c == '"' || c == '\\') length += 1;
+    }
+    return length <= longest_banner;
+}
+
 /* A text has to pass a test; a number has to lie between two bounds. */
 struct Check {
     const char *complaint;
@@ -99,6 +130,10 @@ constexpr Check hostname = passing("The name must be of letters, digits, hyphens
 constexpr Check host = passing("The server must be an IP address or a host name.", is_host);
 constexpr Check date = passing("The date must look like 2025-12-31.", is_date);
 constexpr Check clock_time = passing("The time must look like 23:59 or 23:59:59.", is_time);
+constexpr Check banner = passing(
+    "The banner text may be at most 3968 bytes long, where < and > count as 4 bytes, and a double "
+    "quote and a backslash as 2.",
+    fits_answer);
 
 constexpr size_t most_keys = 5;
 
@@ -134,6 +169,7 @@ constexpr Rule rules[] = {
     {sap_record, address, {"ipAddress"}},
     {sap_record, port, {"port"}},
     {security_record, hostname, {"hostname"}},
+    {security_record, banner, {"bannerText"}},
     {sysdatetime_record, host, {"ntpServerAddress"}},
     {sysdatetime_record, bounds("The period", 1, 604800), {"ntpSyncPeriod"}},
     {sysdatetime_record, date, {"date", "daylightSavingStartDate", "daylightSavingStopDate"}},

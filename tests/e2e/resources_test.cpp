@@ -141,6 +141,30 @@ TEST_F(Resources, RefusedValuesAreNamed)
     EXPECT_EQ(get("/api/changes"), before);
 }
 
+TEST_F(Resources, ABannerIsShownWholeOrRefused)
+{
+    const struct { std::string text; size_t times; int status; } cases[] = {
+        {"a", 3968, 204}, {"a", 3969, 400}, {"%3c", 992, 204}, {"%3e", 993, 400},
+        {"%22", 1984, 204}, {"%5c", 1985, 400}, {"%c3%a4", 1984, 204}, {"%c3%a4", 1985, 400},
+        {"a", 8193, 400},
+    };
+    const std::string label(62, 'h'), name = label + "h." + label + "h." + label + "h." + label;
+    start();
+    const std::string others = "hostname=" + name + "&certificateName=" + std::string(254, 'c');
+    expect_empty(client.put("/api/security", others), 204);
+    for (const auto &[text, times, status] : cases) {
+        SCOPED_TRACE(text + " " + std::to_string(times));
+        std::string form = "bannerText=";
+        for (size_t i = 0; i < times; ++i) form += text;
+        const Response answer = client.put("/api/security", form);
+        EXPECT_EQ(answer.status, status);
+        if (status != 204) expect_texts(answer.body, {" 3968 bytes ", "'property' : 'bannerText'"});
+        EXPECT_EQ(get("/api/security").size(), 4611) << "5119, less two passwords of 254 bytes";
+        EXPECT_TRUE(get("/api/security").ends_with(quoted("cc'} ]")));
+        EXPECT_TRUE(get("/api/notice").ends_with(quoted("'} ]")));
+    }
+}
+
 TEST_F(Resources, ThePageIsKeptUnderItsVersion)
 {
     start({"--software", "7 b"});
