@@ -2,8 +2,8 @@
 
 #include "handlers/status/records.h"
 #include "handlers/stream_decoder/records.h"
-#include "simulator/items.h"
 #include "simulator/format.h"
+#include "simulator/items.h"
 #include "simulator/moving.h"
 
 namespace {
@@ -36,9 +36,10 @@ constexpr Swing srt_swings[] = {
 constexpr Growth srt_growths[] = {
     {"totalPackets", 1180}, {"droppedPackets", 1.0 / 40}, {"recoveredPackets", 0.2}};
 
-double running_seconds(const Channel &channel)
+double running_seconds(const Device &device)
 {
-    return channel.running ? seconds_since(channel.started) : channel.ran;
+    const Channel &channel = device.channel;
+    return channel.running ? seconds_since(device, channel.started) : channel.ran;
 }
 
 void run(Channel &channel)
@@ -47,10 +48,10 @@ void run(Channel &channel)
     channel.started = Clock::now();
 }
 
-void halt(Channel &channel)
+void halt(Device &device)
 {
-    channel.ran = running_seconds(channel);
-    channel.running = false;
+    device.channel.ran = running_seconds(device);
+    device.channel.running = false;
 }
 
 void set_info_texts(RecordBytes &info, double seconds, int32_t encryption)
@@ -65,13 +66,13 @@ void set_info_texts(RecordBytes &info, double seconds, int32_t encryption)
 }
 
 /* Counts stay when the channel stops; all else is 0 then. */
-RecordBytes stats(const Channel &channel, const Record &record, std::span<const Swing> swings,
+RecordBytes stats(const Device &device, const Record &record, std::span<const Swing> swings,
                   std::span<const Growth> growths)
 {
-    const double seconds = running_seconds(channel);
+    const double seconds = running_seconds(device);
     RecordBytes report = new_record(record);
     set_growths(report, growths, seconds);
-    if (channel.running) set_swings(report, swings, seconds);
+    if (device.channel.running) set_swings(report, swings, seconds);
     return report;
 }
 
@@ -95,7 +96,7 @@ Reply start_channel(Device &device, const Request &)
 
 Reply stop_channel(Device &device, const Request &)
 {
-    if (device.channel.running) halt(device.channel);
+    if (device.channel.running) halt(device);
     return success();
 }
 
@@ -125,31 +126,33 @@ Reply read_channel(Device &device, const Request &)
     if (device.channel.running) {
         set_texts(report, "audioCodec=1; resolution=1920x1080p50; isKlv=true");
     }
-    return success(report.bytes);
+    return success(as_shown(device, report).bytes);
 }
 
 Reply read_channel_info(Device &device, const Request &)
 {
     const RecordBytes *stream = find_item(device.streams, device.channel.selected);
     RecordBytes report = new_record(channel_info_record);
-    if (!device.channel.running || !stream) return success(report.bytes);
-    const double seconds = running_seconds(device.channel);
-    set_texts(report, decoded);
-    set_swings(report, info_swings, seconds);
-    set_info_texts(report, seconds, get_int(*stream, "aesEncryption"));
-    return success(report.bytes);
+    if (device.channel.running && stream) {
+        const double seconds = running_seconds(device);
+        set_texts(report, decoded);
+        set_swings(report, info_swings, seconds);
+        set_info_texts(report, seconds, get_int(*stream, "aesEncryption"));
+    }
+    return success(as_shown(device, report).bytes);
 }
 
 Reply read_zixi_stats(Device &device, const Request &)
 {
-    return success(stats(device.channel, zixi_stats_record, zixi_swings, zixi_growths).bytes);
+    const RecordBytes report = stats(device, zixi_stats_record, zixi_swings, zixi_growths);
+    return success(as_shown(device, report).bytes);
 }
 
 Reply read_srt_stats(Device &device, const Request &)
 {
-    RecordBytes report = stats(device.channel, srt_stats_record, srt_swings, srt_growths);
+    RecordBytes report = stats(device, srt_stats_record, srt_swings, srt_growths);
     set_number(report, "mtu", 1500);
-    return success(report.bytes);
+    return success(as_shown(device, report).bytes);
 }
 
 void select_first_stream(Device &device)
@@ -163,7 +166,7 @@ void mark_running_stream(Device &device)
 {
     Channel &channel = device.channel;
     if (!find_item(device.streams, channel.selected)) {
-        if (channel.running) halt(channel);
+        if (channel.running) halt(device);
         channel.selected = -1;
     }
     for (RecordBytes &stream : device.streams.items) {

@@ -1,6 +1,7 @@
 #include "simulator/device.h"
 
 #include <algorithm>
+#include <cmath>
 #include <ctime>
 
 #include "simulator/format.h"
@@ -13,6 +14,32 @@ void count_change(Device &device, const char *counter)
 RecordBytes &setting(Device &device, const Record &record)
 {
     return device.settings.at(&record);
+}
+
+const RecordBytes *find_stored(Device &device, const Record &record, int32_t id)
+{
+    const auto found = device.settings.find(&record);
+    if (found != device.settings.end()) return &found->second;
+    for (ItemList *list : {&device.streams, &device.configurations, &device.interfaces}) {
+        const RecordBytes *item = find_item(*list, id);
+        if (item && item->record == &record) return item;
+    }
+    return nullptr;
+}
+
+RecordBytes as_shown(const Device &device, RecordBytes report)
+{
+    const auto values = device.shown.find(report.record);
+    if (values == device.shown.end()) return report;
+    for (const auto &[key, value] : values->second) {
+        if (value.seconds > 0) {
+            const double passed = seconds_since(device, value.since) / value.seconds;
+            set_number(report, key, std::lerp(value.from, value.to, std::min(passed, 1.0)));
+        } else {
+            set_text(report, key, value.text);
+        }
+    }
+    return report;
 }
 
 RecordBytes *find_item(ItemList &list, int32_t id)
@@ -40,7 +67,7 @@ std::string clock_text(const Device &device)
                   at.tm_hour, at.tm_min, at.tm_sec);
 }
 
-double seconds_since(Clock::time_point start)
+double seconds_since(const Device &device, Clock::time_point start)
 {
-    return std::chrono::duration<double>(Clock::now() - start).count();
+    return device.options.speed * std::chrono::duration<double>(Clock::now() - start).count();
 }

@@ -15,6 +15,7 @@ struct DeviceOptions {
     int streams = 6;
     int interfaces = 2;
     int upgrade_seconds = 10;
+    int speed = 1; /* times as fast as the host's clock */
 };
 
 /* Records of one kind, told apart by their "id". */
@@ -32,8 +33,17 @@ struct Channel {
 };
 
 struct Upgrade {
-    enum { None, Running, Done } state = None;
+    enum { None, Running, Done, Failed } state = None;
     Clock::time_point started;
+    int ends_at = 100; /* percent; below 100 it fails there */
+};
+
+/* A value that a report shows in place of the device's own. */
+struct ShownValue {
+    std::string text;
+    /* With seconds, a number that moves between these two. */
+    double from = 0, to = 0, seconds = 0;
+    Clock::time_point since;
 };
 
 struct Device {
@@ -43,7 +53,9 @@ struct Device {
     std::string password;
     Channel channel;
     Upgrade upgrade;
-    RecordBytes counters;             /* a changes_record */
+    int next_upgrade_ends_at = 100;
+    std::map<const Record *, std::map<std::string, ShownValue>> shown; /* by record and key */
+    RecordBytes counters;                                              /* a changes_record */
     Bytes known_ports, known_channel; /* their reports, when changes were last counted */
     Clock::time_point started;
     std::chrono::system_clock::duration clock_offset{}; /* the device's clock to the host's */
@@ -54,6 +66,12 @@ void count_change(Device &device, const char *counter);
 
 RecordBytes &setting(Device &device, const Record &record);
 
+/* The setting, or the item with the identifier; null when there is none. */
+const RecordBytes *find_stored(Device &device, const Record &record, int32_t id);
+
+/* The report with the values that are to be shown in place of its own. */
+RecordBytes as_shown(const Device &device, RecordBytes report);
+
 /* Null when there is none. */
 RecordBytes *find_item(ItemList &list, int32_t id);
 
@@ -63,4 +81,5 @@ const RecordBytes &add_item(ItemList &list, RecordBytes item);
 /* The device's clock: "2025-12-31 23:59:59". */
 std::string clock_text(const Device &device);
 
-double seconds_since(Clock::time_point start);
+/* In the device's time, which may go by faster than the host's. */
+double seconds_since(const Device &device, Clock::time_point start);

@@ -1,19 +1,18 @@
 #include "simulator/faults.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iterator>
 
-#include "handlers/admin/records.h"
 #include "simulator/commands.h"
 #include "simulator/format.h"
+#include "simulator/text_input.h"
 #include "simulator/upgrade.h"
 #include "sysmng/command.h"
 
 namespace {
 
-constexpr uint32_t greatest_number = 16 * 1024 * 1024;
 constexpr uint32_t most_complaints = 1000;
+constexpr uint32_t greatest_number = 16 * 1024 * 1024;
 
 struct KindRow {
     FaultKind kind;
@@ -21,6 +20,8 @@ struct KindRow {
     const char *number; /* what it means; null when the kind takes none */
     std::optional<uint32_t> default_number;
     const char *help;
+    std::optional<uint32_t> command = {};  /* the only one that it can happen to */
+    std::optional<uint32_t> greatest = {}; /* number */
 };
 
 constexpr KindRow kinds[] = {
@@ -34,30 +35,9 @@ constexpr KindRow kinds[] = {
     {FaultKind::Oversize, "oversize", "bytes", 20000, "zeros behind the record, up to a length"},
     {FaultKind::Silence, "silence", nullptr, {}, "no reply at all"},
     {FaultKind::Close, "close", nullptr, {}, "the connection ends, instead of the reply"},
+    {FaultKind::UpgradeFails, "upgrade-fails", "percent", 60, "the upgrade ends there, and fails",
+     CMD_GENERAL_FIRMWARE_UPGRADE, 99},
 };
-
-constexpr const char *control_help =
-    "fault FAULT   from now on, this goes wrong\n"
-    "list          the faults that there are\n"
-    "clear         no more faults\n"
-    "help          this text\n";
-
-std::optional<uint32_t> number_of(const std::string &text)
-{
-    uint32_t number = 0;
-    const char *end = text.data() + text.size();
-    const auto [stopped, error] = std::from_chars(text.data(), end, number);
-    const bool good = error == std::errc() && stopped == end && number <= greatest_number;
-    return good ? std::optional(number) : std::nullopt;
-}
-
-std::optional<uint32_t> command_code(const std::string &text)
-{
-    for (uint32_t code = 0; code < CMD_MAX_NUM; ++code) {
-        if (command_name(code) == text) return code;
-    }
-    return number_of(text);
-}
 
 /* Takes the last `mark` and what follows it off `text`; returns what follows. */
 std::optional<std::string> take_behind(std::string &text, char mark)
@@ -76,9 +56,16 @@ std::string parse_kind(std::string text, Fault &fault)
                                    [&](const KindRow &row) { return text == row.name; });
     if (kind == std::end(kinds)) return format("There is no fault \"%s\".", text.c_str());
     fault.kind = kind->kind;
+    if (kind->command && fault.command.value_or(*kind->command) != *kind->command) {
+        return text + " happens to " + command_name(*kind->command) + " only.";
+    }
+    if (kind->command) fault.command = kind->command;
     if (!kind->number) return number ? text + " takes no number." : "";
-    const auto wanted = number ? number_of(*number) : kind->default_number;
-    if (!wanted) return text + " takes a number of " + kind->number + ".";
+    const auto wanted = number ? uint_of(*number) : kind->default_number;
+    const uint32_t greatest = kind->greatest.value_or(greatest_number);
+    if (!wanted || *wanted > greatest) {
+        return format("%s takes a number of %s, at most %u.", kind->name, kind->number, greatest);
+    }
     fault.number = *wanted;
     return "";
 }
@@ -86,7 +73,7 @@ std::string parse_kind(std::string text, Fault &fault)
 std::string parse(std::string text, Fault &fault)
 {
     if (const auto count = take_behind(text, '*')) {
-        fault.remaining = number_of(*count);
+        fault.remaining = uint_of(*count);
         if (fault.remaining.value_or(0) == 0) return "The count behind * is a number above 0.";
     }
     fault.text = text;
@@ -107,6 +94,14 @@ Complaints made_up_complaints(const Record *record, uint32_t count)
                               has_key ? leaves(*record)[i].key : format("parameter%u", i + 1)});
     }
     return complaints;
+}
+
+/* A command that is refused starts no upgrade, and an upgrade fails only once. */
+bool can_fail_upgrade(const std::vector<Fault> &faults)
+{
+    return std::none_of(faults.begin(), faults.end(), [](const Fault &fault) {
+        return fault.kind == FaultKind::Refuse || fault.kind == FaultKind::UpgradeFails;
+    });
 }
 
 /* A reply without a record loses a byte of its preamble. */
@@ -131,6 +126,7 @@ std::vector<Fault> FaultList::take(uint32_t command)
     std::vector<Fault> taken;
     for (Fault &fault : faults_) {
         if (fault.command.value_or(command) != command) continue;
+        if (fault.kind == FaultKind::UpgradeFails && !can_fail_upgrade(taken)) continue;
         if (fault.remaining) --*fault.remaining;
         taken.push_back(fault);
     }
@@ -149,37 +145,31 @@ std::string FaultList::list() const
     return lines.empty() ? "no faults\n" : lines;
 }
 
-std::string FaultList::control(const std::string &line)
-{
-    if (line.empty()) return "";
-    if (line == "help") return control_help + faults_help();
-    if (line == "clear") faults_.clear();
-    if (line == "clear" || line == "list") return list();
-    if (!line.starts_with("fault ")) return "Try help.\n";
-    const std::string problem = add(line.substr(6));
-    return problem.empty() ? list() : printable(problem) + "\n";
-}
-
 std::optional<Reply> requested_refusal(const std::vector<Fault> &faults, uint32_t command)
 {
-    using namespace records;
-    const Record *record = request_record(command);
-    const bool takes_file =
-        record == &package_request_record || record == &certificate_request_record;
     for (const Fault &fault : faults) {
         if (fault.kind != FaultKind::Refuse) continue;
-        if (takes_file) return refuse_file("This file is refused on request.");
-        return refusal(made_up_complaints(record, fault.number));
+        if (takes_file(command)) return refuse_file("This file is refused on request.");
+        return refusal(made_up_complaints(request_record(command), fault.number));
     }
     return {};
 }
 
-void bend(ReplyMessage &message, const std::vector<Fault> &faults)
+int upgrade_end(const std::vector<Fault> &faults)
+{
+    for (const Fault &fault : faults) {
+        if (fault.kind == FaultKind::UpgradeFails) return static_cast<int>(fault.number);
+    }
+    return 100;
+}
+
+void apply_faults(ReplyMessage &message, const std::vector<Fault> &faults)
 {
     for (const Fault &fault : faults) {
         switch (fault.kind) {
             case FaultKind::Delay: message.delay += std::chrono::milliseconds(fault.number); break;
-            case FaultKind::Refuse: break;
+            case FaultKind::Refuse:
+            case FaultKind::UpgradeFails: break;
             case FaultKind::WrongEcho: ++message.command; break;
             case FaultKind::WrongType: ++message.type; break;
             case FaultKind::BadChecksum: message.checksum_error = 1; break;
@@ -202,7 +192,7 @@ std::string faults_help()
     for (const KindRow &kind : kinds) {
         std::string form = kind.name;
         if (kind.number) form += format(kind.default_number ? "[=%s]" : "=%s", kind.number);
-        help += format("  %-22s %s\n", form.c_str(), kind.help);
+        help += format("  %-24s %s\n", form.c_str(), kind.help);
     }
     return help;
 }

@@ -7,7 +7,8 @@
 
 #include "simulator/protocol.h"
 
-/* To refuse takes the command's place; the others bend its reply. */
+/* Refuse replaces the command, UpgradeFails concerns the upgrade that it starts,
+ * and all others change its reply. */
 enum class FaultKind {
     Delay,
     Refuse,
@@ -18,7 +19,8 @@ enum class FaultKind {
     ShortRecord,
     Oversize,
     Silence,
-    Close
+    Close,
+    UpgradeFails
 };
 
 struct Fault {
@@ -40,19 +42,21 @@ public:
     /* The faults that hit this command now, each counted off. */
     std::vector<Fault> take(uint32_t command);
 
-    /* Carries out a line that a developer typed, "help" among others, and
-     * returns what to print. */
-    std::string control(const std::string &line);
+    void clear() { faults_.clear(); }
 
-private:
+    /* A line for each, with how often it is still to happen. */
     std::string list() const;
 
+private:
     std::vector<Fault> faults_;
 };
 
-/* The refusal that takes the command's place, if one of the faults is that. */
+/* The refusal that replaces the command, if one of the faults is that. */
 std::optional<Reply> requested_refusal(const std::vector<Fault> &faults, uint32_t command);
 
-void bend(ReplyMessage &message, const std::vector<Fault> &faults);
+/* The percentage at which an upgrade ends that is started now. */
+int upgrade_end(const std::vector<Fault> &faults);
+
+void apply_faults(ReplyMessage &message, const std::vector<Fault> &faults);
 
 std::string faults_help();

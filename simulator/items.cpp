@@ -14,7 +14,7 @@ constexpr size_t most_items = 5000; /* what clients are ready to take in one rep
 /* Of the two kinds that clients make and delete. */
 struct Kind {
     ItemList &list;
-    const char *factory; /* what a client leaves out */
+    const char *factory; /* values that a client leaves out */
     const char *counter;
 };
 

@@ -56,8 +56,10 @@ Reply restart(Device &device, const Request &)
 Reply reset_to_factory(Device &device, const Request &)
 {
     const RecordBytes counters = device.counters;
+    const auto shown = device.shown;
     device = factory_device(device.options);
     device.counters = counters;
+    device.shown = shown;
     for (const Leaf &leaf : leaves(*counters.record)) count_change(device, leaf.key.c_str());
     return success();
 }

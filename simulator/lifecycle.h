@@ -1,4 +1,4 @@
-/* The device as a whole: new, restarted, reset, and as time goes by. */
+/* The device as a whole: when it is new, restarted or reset, and as time passes. */
 #pragma once
 
 #include "simulator/answer.h"
@@ -13,6 +13,6 @@ void settle(Device &device);
 
 Answer restart;
 
-/* Back to the factory's settings; the installed software and the counters of
- * changes stay. */
+/* Back to the factory's settings. The installed software, the counters of
+ * changes and the values that a scenario shows stay. */
 Answer reset_to_factory;

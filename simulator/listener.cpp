@@ -33,7 +33,7 @@ sockaddr_un address_of(const std::string &path)
     return address;
 }
 
-/* Whether somebody listens there. A full backlog is somebody, too. */
+/* Whether a daemon listens there, even if it accepts no more clients just now. */
 bool is_alive(const std::string &path)
 {
     const sockaddr_un address = address_of(path);
@@ -63,8 +63,8 @@ int listen_on(const std::string &path)
 
 } // namespace
 
-/* The file gets its name when somebody listens behind it: a client that finds
- * it is not refused. */
+/* The file gets its name once the socket listens, so that no client that finds
+ * it is refused. */
 Listener::Listener(const std::string &path) : path_(path), fd_(-1)
 {
     if (lstat(path.c_str(), &file_) == 0) {

@@ -2,16 +2,17 @@
 #include <getopt.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <optional>
+#include <vector>
 
-#include "simulator/faults.h"
 #include "simulator/format.h"
-#include "simulator/lifecycle.h"
 #include "simulator/server.h"
+#include "simulator/text_input.h"
 
 namespace {
 
@@ -20,8 +21,8 @@ constexpr int usage_error = 2;
 
 struct Options {
     ServerOptions server;
-    DeviceOptions device;
-    FaultList faults;
+    DaemonOptions daemon;
+    const char *scenario = nullptr; /* a file */
 };
 
 constexpr option long_options[] = {
@@ -31,6 +32,8 @@ constexpr option long_options[] = {
     {"interfaces", required_argument, nullptr, 'i'},
     {"upgrade-seconds", required_argument, nullptr, 'u'},
     {"fault", required_argument, nullptr, 'f'},
+    {"scenario", required_argument, nullptr, 'S'},
+    {"speed", required_argument, nullptr, 'x'},
     {"control", required_argument, nullptr, 'c'},
     {"fast", no_argument, nullptr, 'p'},
     {"verbose", no_argument, nullptr, 'v'},
@@ -52,8 +55,10 @@ void print_help()
         "  --interfaces N        start with N network interfaces (%d)\n"
         "  --upgrade-seconds N   how long a firmware upgrade takes (%d)\n"
         "  --fault FAULT         make this go wrong; may be given more than once\n"
-        "  --control -           read commands about faults from standard input, as is done\n"
-        "                        anyway when it is a terminal; type help\n"
+        "  --scenario FILE       let happen what its timed lines say\n"
+        "  --speed N             let the device's time go by N times as fast\n"
+        "  --control -           read lines about faults and values from standard input, as\n"
+        "                        is done anyway when it is a terminal; type help\n"
         "  --fast                prepared replies: no state, and nothing is printed\n"
         "  -v, --verbose         print each command; twice: its request's fields, too\n"
         "  -h, --help            this text\n"
@@ -62,15 +67,14 @@ void print_help()
         device.interfaces, device.upgrade_seconds, faults_help().c_str());
 }
 
-/* The problem with the argument, empty when it is a number from 0 to `most`. */
-std::string read_number(int most, int *number)
+/* The problem with the argument, empty when it is a number in these bounds. */
+std::string read_number(int least, int most, int *number)
 {
-    char *end = nullptr;
-    const long read = strtol(optarg, &end, 10);
-    if (end == optarg || *end || read < 0 || read > most) {
-        return format("\"%s\" is not a number from 0 to %d", optarg, most);
+    const std::optional<int32_t> read = int_of(optarg);
+    if (!read || *read < least || *read > most) {
+        return format("\"%s\" is not a number from %d to %d", optarg, least, most);
     }
-    *number = static_cast<int>(read);
+    *number = *read;
     return "";
 }
 
@@ -79,16 +83,18 @@ std::string take_option(int option, Options &options)
 {
     switch (option) {
         case 's': options.server.socket_path = optarg; return "";
-        case 'w': options.device.software = optarg; return "";
-        case 'n': return read_number(5000, &options.device.streams);
-        case 'i': return read_number(200, &options.device.interfaces);
-        case 'u': return read_number(3600, &options.device.upgrade_seconds);
-        case 'f': return options.faults.add(optarg);
+        case 'w': options.daemon.device.software = optarg; return "";
+        case 'n': return read_number(0, 5000, &options.daemon.device.streams);
+        case 'i': return read_number(0, 200, &options.daemon.device.interfaces);
+        case 'u': return read_number(0, 3600, &options.daemon.device.upgrade_seconds);
+        case 'f': return options.daemon.faults.add(optarg);
+        case 'S': options.scenario = optarg; return "";
+        case 'x': return read_number(1, 1000, &options.daemon.device.speed);
         case 'c':
             options.server.control = true;
             return strcmp(optarg, "-") == 0 ? "" : "only - is possible";
-        case 'p': options.server.fast = true; return "";
-        case 'v': ++options.server.verbosity; return "";
+        case 'p': options.daemon.fast = true; return "";
+        case 'v': ++options.daemon.verbosity; return "";
         default: return "this is no option, or lacks its argument; try --help";
     }
 }
@@ -117,6 +123,33 @@ std::optional<int> read_options(int argc, char **argv, Options &options)
     return usage_error;
 }
 
+/* Reads the files that the options name. The problems, if any. */
+std::vector<std::string> open_files(Options &options)
+{
+    if (!options.scenario) return {};
+    if (options.daemon.fast) return {"--fast goes with no --scenario"};
+    return options.daemon.scenario.read(options.scenario);
+}
+
+void print_problems(const std::vector<std::string> &problems)
+{
+    constexpr size_t most = 30;
+    for (size_t i = 0; i < std::min(problems.size(), most); ++i) {
+        fprintf(stderr, "%s: %s\n", program, problems[i].c_str());
+    }
+    if (problems.size() > most) fprintf(stderr, "%s: and more\n", program);
+}
+
+void run(const Options &options)
+{
+    Daemon daemon(options.daemon);
+    Server server(options.server, daemon);
+    printf("%s: listening on %s, software %s\n", program, options.server.socket_path.c_str(),
+           options.daemon.device.software.c_str());
+    server.run();
+    printf("%s: stopped\n", program);
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -125,11 +158,12 @@ int main(int argc, char **argv)
     try {
         Options options;
         if (const std::optional<int> status = read_options(argc, argv, options)) return *status;
-        Server server(options.server, factory_device(options.device), options.faults);
-        printf("%s: listening on %s, software %s\n", program, options.server.socket_path.c_str(),
-               options.device.software.c_str());
-        server.run();
-        printf("%s: stopped\n", program);
+        const std::vector<std::string> problems = open_files(options);
+        if (!problems.empty()) {
+            print_problems(problems);
+            return usage_error;
+        }
+        run(options);
     } catch (const std::exception &error) {
         fprintf(stderr, "%s: %s\n", program, error.what());
         return EXIT_FAILURE;

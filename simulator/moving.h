@@ -1,4 +1,4 @@
-/* Figures that look alive. */
+/* Figures that change with time. */
 #pragma once
 
 #include <cmath>

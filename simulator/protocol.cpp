@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "simulator/format.h"
+#include "simulator/text_input.h"
 #include "sysmng/bytes.h"
 #include "sysmng/client.h"
 #include "sysmng/command.h"
@@ -12,8 +13,7 @@ namespace {
 
 constexpr uint32_t longest_request = 1024 * 1024; /* no request comes near it */
 
-constexpr Field entry_fields[] = {field::text("message", 255), field::text("property", 255)};
-constexpr Record validation_entry = record("validation_entry", 510, entry_fields);
+constexpr Field complaint_fields[] = {field::text("message", 255), field::text("property", 255)};
 
 /* CMD_MAX_NUM and the reserved codes are no commands. */
 bool is_command(uint32_t code)
@@ -22,6 +22,8 @@ bool is_command(uint32_t code)
 }
 
 } // namespace
+
+constinit const Record complaint_record = record("complaint_record", 510, complaint_fields);
 
 std::optional<int32_t> requested_id(const Request &request)
 {
@@ -44,7 +46,7 @@ Reply refusal(const Complaints &complaints)
 {
     Reply reply = failure(RESULT_REFUSED, "");
     for (const Complaint &complaint : complaints) {
-        RecordBytes entry = new_record(validation_entry);
+        RecordBytes entry = new_record(complaint_record);
         set_text(entry, "message", complaint.message);
         set_text(entry, "property", complaint.property);
         append(reply.record, entry.bytes);
@@ -102,4 +104,12 @@ Arrival next_request(Bytes &input, Request &request)
 std::string command_name(uint32_t code)
 {
     return is_command(code) ? command_names[code] : format("command %u", code);
+}
+
+std::optional<uint32_t> command_code(const std::string &text)
+{
+    for (uint32_t code = 0; code < CMD_MAX_NUM; ++code) {
+        if (is_command(code) && text == command_names[code]) return code;
+    }
+    return uint_of(text);
 }

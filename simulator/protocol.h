@@ -42,13 +42,13 @@ Reply success(Bytes record = {});
 Reply refusal(const Complaints &complaints);
 Reply failure(uint32_t result, const std::string &reason); /* without a list */
 
-/* A reply with all that travels, and how it travels: for faults to bend. */
+/* A reply as it is sent. Faults change it. */
 struct ReplyMessage {
     uint32_t type, tag, command, result, data_len;
     Bytes record;
     uint8_t checksum_error = 0; /* added to the right checksum */
-    uint32_t cut = 0;           /* bytes off its end, as the lengths know */
-    bool half_sent = false;     /* the header claims a payload of which half leaves */
+    uint32_t cut = 0;           /* bytes missing at its end, which the lengths tell */
+    bool half_sent = false;     /* half of the payload that the header tells */
     bool silent = false;        /* nothing is sent */
     bool close = false;         /* the connection ends, instead of the reply */
     std::chrono::milliseconds delay{};
@@ -60,11 +60,17 @@ Bytes encode(const ReplyMessage &message);
 enum class Arrival {
     Incomplete, /* more bytes are needed */
     Whole,
-    Senseless /* the length is no message's: where the next begins is unknown */
+    Senseless /* the length is impossible, and the next request cannot be found */
 };
 
 /* Takes the first request off `input`, when it is there whole. */
 Arrival next_request(Bytes &input, Request &request);
 
-/* "CMD_UPTIME_GET"; a number for a code without a name. */
+/* An entry of a list of complaints: message and property. */
+extern const Record complaint_record;
+
+/* "CMD_UPTIME_GET"; "command 50" for a code without a name. */
 std::string command_name(uint32_t code);
+
+/* Of a name such as CMD_UPTIME_GET, or of a code in digits. */
+std::optional<uint32_t> command_code(const std::string &text);

@@ -2,11 +2,15 @@
 
 #include <algorithm>
 #include <bit>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
 
+#include "simulator/format.h"
+#include "simulator/text_input.h"
 #include "sysmng/bytes.h"
 
 namespace {
@@ -25,14 +29,6 @@ void add_leaves(std::vector<Leaf> &all, const Record &record, const std::string 
         }
         offset += field.width;
     }
-}
-
-const Leaf *find_leaf(const Record &record, const std::string &key)
-{
-    const std::vector<Leaf> &all = leaves(record);
-    const auto found =
-        std::find_if(all.begin(), all.end(), [&](const Leaf &leaf) { return leaf.key == key; });
-    return found == all.end() ? nullptr : &*found;
 }
 
 const Leaf &leaf_of(const Record &record, const std::string &key)
@@ -69,11 +65,28 @@ void store_u64(uint8_t *at, uint64_t value)
     store_u32(at + 4, static_cast<uint32_t>(value >> 32));
 }
 
+/* The shortest text that gives the same number. */
+std::string float_text(const uint8_t *at)
+{
+    char text[32];
+    const float number = std::bit_cast<float>(load_u32(at));
+    return std::string(text, std::to_chars(std::begin(text), std::end(text), number).ptr);
+}
+
+bool is_integer(FieldKind kind)
+{
+    return kind == FieldKind::Id || kind == FieldKind::Int32;
+}
+
+bool is_flags(FieldKind kind)
+{
+    return kind == FieldKind::Flags || kind == FieldKind::Matrix;
+}
+
 /* Whether a client gave this value. */
 bool is_given(FieldKind kind, const std::string &value)
 {
-    const bool is_integer = kind == FieldKind::Id || kind == FieldKind::Int32;
-    return is_integer ? value != "-1" : !value.empty();
+    return is_integer(kind) ? value != "-1" : !value.empty();
 }
 
 } // namespace
@@ -81,6 +94,12 @@ bool is_given(FieldKind kind, const std::string &value)
 void append(Bytes &to, const Bytes &bytes)
 {
     to.insert(to.end(), bytes.begin(), bytes.end());
+}
+
+std::string short_name(const Record &record)
+{
+    const std::string name = record.name;
+    return name.substr(0, name.rfind("_record"));
 }
 
 const std::vector<Leaf> &leaves(const Record &record)
@@ -104,9 +123,32 @@ RecordBytes record_at(const Record &record, const Bytes &bytes, size_t offset)
     return {&record, Bytes(begin, begin + record.size)};
 }
 
+RecordBytes blank_request(const Record &record)
+{
+    RecordBytes blank = new_record(record);
+    for (const Leaf &leaf : leaves(record)) {
+        if (is_integer(leaf.field->kind)) set_number(blank, leaf.key, -1);
+    }
+    return blank;
+}
+
+const Leaf *find_leaf(const Record &record, const std::string &key)
+{
+    const std::vector<Leaf> &all = leaves(record);
+    const auto found =
+        std::find_if(all.begin(), all.end(), [&](const Leaf &leaf) { return leaf.key == key; });
+    return found == all.end() ? nullptr : &*found;
+}
+
 bool has_field(const Record &record, const std::string &key)
 {
     return find_leaf(record, key) != nullptr;
+}
+
+bool is_number(const Field &field)
+{
+    return is_integer(field.kind) || field.kind == FieldKind::Uint64 ||
+           field.kind == FieldKind::Float32;
 }
 
 int32_t get_int(const RecordBytes &from, const std::string &key)
@@ -114,6 +156,15 @@ int32_t get_int(const RecordBytes &from, const std::string &key)
     const Leaf &leaf = leaf_of(*from.record, key);
     const uint8_t *at = from.bytes.data() + leaf.offset;
     return leaf.field->kind == FieldKind::Flag ? *at : load_i32(at);
+}
+
+double get_number(const RecordBytes &from, const std::string &key)
+{
+    const Leaf &leaf = leaf_of(*from.record, key);
+    const uint8_t *at = from.bytes.data() + leaf.offset;
+    if (leaf.field->kind == FieldKind::Uint64) return static_cast<double>(load_u64(at));
+    if (leaf.field->kind == FieldKind::Float32) return std::bit_cast<float>(load_u32(at));
+    return get_int(from, key);
 }
 
 void set_number(RecordBytes &in, const std::string &key, double value)
@@ -140,8 +191,34 @@ std::string get_text(const RecordBytes &from, const std::string &key)
         case FieldKind::Flag: return *at ? "true" : "false";
         case FieldKind::Flags:
         case FieldKind::Matrix: return flags_text(at, leaf.field->width);
+        case FieldKind::Uint64: return std::to_string(load_u64(at));
+        case FieldKind::Float32: return float_text(at);
         default: return std::to_string(load_i32(at));
     }
+}
+
+std::string value_problem(const Field &field, const std::string &text)
+{
+    if (field.kind == FieldKind::Text) {
+        if (text.size() < field.width) return "";
+        return format("takes at most %u bytes, and these are %zu", field.width - 1, text.size());
+    }
+    if (field.kind == FieldKind::Flag) {
+        return text == "true" || text == "false" ? "" : "takes true or false";
+    }
+    if (is_flags(field.kind)) {
+        std::string digits = text;
+        std::erase(digits, ' ');
+        const bool good =
+            digits.size() == field.width && digits.find_first_not_of("01") == std::string::npos;
+        return good ? "" : format("takes %u digits, each 0 or 1", field.width);
+    }
+    if (is_integer(field.kind) && !int_of(text)) {
+        return "takes a whole number from -2147483648 to 2147483647";
+    }
+    if (field.kind == FieldKind::Uint64 && !uint64_of(text))
+        return "takes a whole number, 0 or more";
+    return decimal_of(text) ? "" : "takes a number";
 }
 
 void set_text(RecordBytes &in, const std::string &key, const std::string &value)
@@ -153,7 +230,8 @@ void set_text(RecordBytes &in, const std::string &key, const std::string &value)
         case FieldKind::Flag: *at = value == "true" ? 1 : 0; break;
         case FieldKind::Flags:
         case FieldKind::Matrix: store_flags(at, leaf.field->width, value); break;
-        default: set_number(in, key, atof(value.c_str()));
+        case FieldKind::Uint64: store_u64(at, uint64_of(value).value_or(0)); break;
+        default: set_number(in, key, decimal_of(value).value_or(0));
     }
 }
 
@@ -172,6 +250,14 @@ void merge(RecordBytes &stored, const RecordBytes &request)
     for (const Leaf &leaf : leaves(*stored.record)) {
         const std::string value = get_text(request, leaf.key);
         if (is_given(leaf.field->kind, value)) set_text(stored, leaf.key, value);
+    }
+}
+
+void copy_flags(RecordBytes &to, const RecordBytes &from)
+{
+    for (const Leaf &leaf : leaves(*from.record)) {
+        const bool has_flags = leaf.field->kind == FieldKind::Flag || is_flags(leaf.field->kind);
+        if (has_flags) set_text(to, leaf.key, get_text(from, leaf.key));
     }
 }
 

@@ -1,7 +1,7 @@
 /* Records as the daemon keeps them: packed bytes, read and changed by the keys
- * of their declaration. A member of a nested object is "object.key". To ask
- * for a key that the record doesn't have is a fault of this program, and ends
- * it. */
+ * of their declaration. A member of a nested object is "object.key". Asking for
+ * a key that the record does not have is a programming error, and ends the
+ * program. */
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,9 @@ struct RecordBytes {
     const Record *record;
     Bytes bytes; /* record->size of them */
 };
+
+/* "zixi_stats" of zixi_stats_record. */
+std::string short_name(const Record &record);
 
 /* A field that holds a value, and where. */
 struct Leaf {
@@ -34,14 +37,26 @@ RecordBytes new_record(const Record &record, const std::string &texts = "");
 /* The record that begins at `offset`; `bytes` holds it whole. */
 RecordBytes record_at(const Record &record, const Bytes &bytes, size_t offset = 0);
 
+/* A request for which a client gave nothing: integers are -1. */
+RecordBytes blank_request(const Record &record);
+
+/* Null when the record has no such field. */
+const Leaf *find_leaf(const Record &record, const std::string &key);
 bool has_field(const Record &record, const std::string &key);
 
-int32_t get_int(const RecordBytes &from, const std::string &key); /* an integer or a flag */
+bool is_number(const Field &field);
+
+int32_t get_int(const RecordBytes &from, const std::string &key);   /* an integer or a flag */
+double get_number(const RecordBytes &from, const std::string &key); /* any number */
 void set_number(RecordBytes &in, const std::string &key, double value);
 
-/* Any field of a request but decimals as text. An integer is a decimal, a flag
- * true or false, an array or a matrix of flags a 0 or 1 each, with blanks as
- * one likes. A text that is too long is cut: its field always ends with a NUL. */
+/* Why the text is no value of the field (see set_text), as "takes true or
+ * false"; empty when it is one. */
+std::string value_problem(const Field &field, const std::string &text);
+
+/* Any field as text. A flag is true or false, an array or a matrix of flags a 0
+ * or 1 each, with or without blanks between them. A text that is too long is
+ * cut: its field always ends with a NUL. */
 std::string get_text(const RecordBytes &from, const std::string &key);
 void set_text(RecordBytes &in, const std::string &key, const std::string &value);
 
@@ -51,6 +66,9 @@ void set_texts(RecordBytes &in, const std::string &texts);
 /* Takes over what a client gave: integers that are not -1, texts that are not
  * empty, and all flags. Both are of the same record. */
 void merge(RecordBytes &stored, const RecordBytes &request);
+
+/* Takes over all flags of `from`, which is of the same record. */
+void copy_flags(RecordBytes &to, const RecordBytes &from);
 
 /* Takes over the fields of `from` that `to` has, too. */
 void copy_shared_fields(RecordBytes &to, const RecordBytes &from);

@@ -13,10 +13,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "simulator/commands.h"
-#include "simulator/format.h"
-#include "simulator/rules.h"
-
 namespace {
 
 /* SIGINT and SIGTERM wake poll from now on, and kill nothing. */
@@ -34,33 +30,10 @@ int watch_signals()
     return fd;
 }
 
-std::string outcome(const Reply &reply)
-{
-    if (reply.result != RESULT_SUCCESS) return "refused: " + printable(reply.reason);
-    return reply.record.empty() ? "done" : format("done, %zu bytes", reply.record.size());
-}
-
-void print_fields(const Request &request, const Record &record)
-{
-    const size_t count = request.payload.size() / record.size;
-    for (size_t i = 0; i < count; ++i) {
-        const RecordBytes given = record_at(record, request.payload, i * record.size);
-        const int index = count > 1 ? static_cast<int>(i) : no_request_index;
-        for (const Leaf &leaf : leaves(record)) {
-            printf("    %s = %s\n", form_parameter(leaf.key, index).c_str(),
-                   printable(get_text(given, leaf.key)).c_str());
-        }
-    }
-}
-
 } // namespace
 
-Server::Server(const ServerOptions &options, const Device &device, const FaultList &faults)
-    : options_(options),
-      signals_(watch_signals()),
-      listener_(options.socket_path),
-      device_(device),
-      faults_(faults)
+Server::Server(const ServerOptions &options, Daemon &daemon)
+    : options_(options), signals_(watch_signals()), listener_(options.socket_path), daemon_(daemon)
 {
 }
 
@@ -79,11 +52,24 @@ void Server::run()
     pollfd fds[] = {{signals_, POLLIN, 0}, {listener_.fd(), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     for (;;) {
         if (!options_.control) fds[2].fd = -1;
-        if (poll(fds, std::size(fds), -1) < 0) continue;
-        if (fds[0].revents) return;
-        if (fds[1].revents) accept_client();
-        if (fds[2].revents) read_control();
+        const int ready = poll(fds, std::size(fds), poll_timeout());
+        if (ready > 0 && fds[0].revents) return;
+        if (ready > 0 && fds[1].revents) accept_client();
+        if (ready > 0 && fds[2].revents) read_control();
+        const std::lock_guard lock(mutex_);
+        daemon_.run_due_steps();
     }
+}
+
+/* In milliseconds, up to the daemon's next step; -1 when there is none. */
+int Server::poll_timeout()
+{
+    using std::chrono::milliseconds;
+    constexpr milliseconds longest = std::chrono::hours(1);
+    const std::lock_guard lock(mutex_);
+    const std::optional<Clock::duration> left = daemon_.until_next_step();
+    if (!left) return -1;
+    return static_cast<int>(std::min(std::chrono::ceil<milliseconds>(*left), longest).count());
 }
 
 void Server::accept_client()
@@ -92,7 +78,7 @@ void Server::accept_client()
     if (client.fd < 0) return;
     ++clients_so_far_;
     const std::lock_guard lock(mutex_);
-    trace(client, "connected");
+    daemon_.trace(client.number, "connected");
     std::thread(&Server::serve, this, client).detach(); /* the destructor waits for it */
     clients_.insert(client.fd);
 }
@@ -108,7 +94,7 @@ void Server::read_control()
     typed_.append(bytes, static_cast<size_t>(got));
     const std::lock_guard lock(mutex_);
     for (size_t end; (end = typed_.find('\n')) != std::string::npos;) {
-        printf("%s", faults_.control(typed_.substr(0, end)).c_str());
+        printf("%s", daemon_.control(typed_.substr(0, end)).c_str());
         typed_.erase(0, end + 1);
     }
 }
@@ -122,7 +108,7 @@ void Server::serve(Client client)
         if (!answer_requests(client, input)) break;
     }
     const std::lock_guard lock(mutex_);
-    trace(client, "gone");
+    daemon_.trace(client.number, "gone");
     close(client.fd);
     clients_.erase(client.fd);
     clients_change_.notify_all();
@@ -138,10 +124,13 @@ bool Server::answer_requests(Client client, Bytes &input)
             case Arrival::Whole: break;
             case Arrival::Senseless:
                 const std::lock_guard lock(mutex_);
-                trace(client, "closed, its request has an impossible length");
+                daemon_.trace(client.number, "closed, its request has an impossible length");
                 return false;
         }
-        if (!deliver(client, respond(client, request))) return false;
+        std::unique_lock lock(mutex_);
+        const Delivery delivery = daemon_.respond(client.number, request);
+        lock.unlock();
+        if (!deliver(client, delivery)) return false;
     }
 }
 
@@ -158,56 +147,4 @@ bool Server::deliver(Client client, const Delivery &delivery)
         sent += static_cast<size_t>(n);
     }
     return !delivery.close;
-}
-
-Server::Delivery Server::respond(Client client, const Request &request)
-{
-    const std::lock_guard lock(mutex_);
-    if (options_.fast && faults_.empty()) return {prepared_reply(request)};
-
-    const std::vector<Fault> faults = faults_.take(request.code);
-    const std::optional<Reply> refused = requested_refusal(faults, request.code);
-    const Reply reply = refused ? *refused : answer(device_, request);
-    trace(client, request, reply, faults);
-    ReplyMessage message = message_of(request, reply);
-    bend(message, faults);
-    const bool is_sent = !message.silent && !message.close;
-    return {is_sent ? encode(message) : Bytes(), message.delay, message.close};
-}
-
-/* What the untouched device answers to the first request of the kind: with the
- * same identifiers, and as long. A refusal concerns its request alone, and is
- * not kept. */
-Bytes Server::prepared_reply(const Request &request)
-{
-    const Bytes &payload = request.payload;
-    const size_t shown = std::min<size_t>(payload.size(), 8);
-    const auto kind = std::make_tuple(request.code, request.tag, payload.size(),
-                                      Bytes(payload.data(), payload.data() + shown));
-    const auto known = prepared_.find(kind);
-    if (known != prepared_.end()) return known->second;
-    Device device = device_;
-    const Reply reply = answer(device, request);
-    Bytes message = encode(message_of(request, reply));
-    if (reply.result == RESULT_SUCCESS) prepared_[kind] = message;
-    return message;
-}
-
-void Server::trace(Client client, const std::string &what) const
-{
-    if (options_.verbosity > 0) printf("client %u: %s\n", client.number, what.c_str());
-}
-
-void Server::trace(Client client, const Request &request, const Reply &reply,
-                   const std::vector<Fault> &faults) const
-{
-    if (options_.verbosity == 0) return;
-    const Record *record = request_record(request.code);
-    const std::optional<int32_t> id = requested_id(request);
-    std::string line = command_name(request.code);
-    if (id && !record) line += format(" %d", *id);
-    line += ": " + outcome(reply);
-    for (const Fault &fault : faults) line += format(" [fault %s]", fault.text.c_str());
-    trace(client, line);
-    if (options_.verbosity > 1 && record) print_fields(request, *record);
 }

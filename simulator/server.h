@@ -1,30 +1,24 @@
-/* Serves clients until a signal ends it: each on a thread of its own, so that a
- * reply that is kept back keeps nobody else waiting. */
+/* Serves clients until a signal ends it. Each client has a thread of its own, so
+ * that a late reply does not hold up the others. */
 #pragma once
 
 #include <condition_variable>
-#include <map>
 #include <mutex>
 #include <set>
 #include <string>
-#include <tuple>
-#include <vector>
 
-#include "simulator/device.h"
-#include "simulator/faults.h"
+#include "simulator/daemon.h"
 #include "simulator/listener.h"
 
 struct ServerOptions {
     std::string socket_path = "/tmp/sysmng_web_plugin.socket";
-    int verbosity = 0;    /* 1: a line for every command; 2: its request's fields, too */
-    bool control = false; /* faults are typed on standard input */
-    bool fast = false;    /* prepared replies: no state, and nothing is printed */
+    bool control = false; /* lines for the daemon are typed on standard input */
 };
 
 class Server {
 public:
     /* Throws std::runtime_error with a line for the user. */
-    Server(const ServerOptions &options, const Device &device, const FaultList &faults);
+    Server(const ServerOptions &options, Daemon &daemon);
     ~Server();
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
@@ -37,22 +31,13 @@ private:
         int fd;
         unsigned number;
     };
-    struct Delivery {
-        Bytes bytes; /* of a reply; empty: silence */
-        std::chrono::milliseconds delay{};
-        bool close = false; /* the connection ends, instead of the reply */
-    };
 
     void accept_client();
     void read_control();
     void serve(Client client);
     bool answer_requests(Client client, Bytes &input);
     bool deliver(Client client, const Delivery &delivery);
-    Delivery respond(Client client, const Request &request);
-    Bytes prepared_reply(const Request &request);
-    void trace(Client client, const std::string &what) const;
-    void trace(Client client, const Request &request, const Reply &reply,
-               const std::vector<Fault> &faults) const;
+    int poll_timeout();
 
     ServerOptions options_;
     std::string typed_; /* of a line that is not whole yet */
@@ -64,8 +49,5 @@ private:
     std::condition_variable clients_change_, stop_;
     bool stopping_ = false;
     std::set<int> clients_; /* descriptors */
-    Device device_;
-    FaultList faults_;
-    /* By code, tag, length and first bytes of the request. */
-    std::map<std::tuple<uint32_t, uint32_t, size_t, Bytes>, Bytes> prepared_;
+    Daemon &daemon_;
 };

@@ -11,11 +11,11 @@ using namespace records;
 
 namespace {
 
-/* What else a new setting brings about. Called with the complaints that there
- * are already; it acts only when nothing at all is to be complained of. */
+/* What a new setting does besides. It may add complaints, and does nothing when
+ * there are some. */
 using Effect = void(Device &device, RecordBytes &given, Complaints &complaints);
 
-/* The passwords leave the record: nobody can read them back. */
+/* The passwords are taken out of the record, and are never read back. */
 void change_password(Device &device, RecordBytes &given, Complaints &complaints)
 {
     const std::string wanted = get_text(given, "newPassword");

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -26,11 +27,12 @@ constexpr Stage stages[] = {{0, "Checking the package"},      {15, "Erasing the 
 int percent_done(const Device &device)
 {
     const double length = device.options.upgrade_seconds;
-    const double passed = seconds_since(device.upgrade.started);
-    return passed >= length ? 100 : static_cast<int>(100 * passed / length);
+    const double passed = seconds_since(device, device.upgrade.started);
+    const int percent = passed >= length ? 100 : static_cast<int>(100 * passed / length);
+    return std::min(percent, device.upgrade.ends_at);
 }
 
-/* What is against installing the file; empty when nothing is. */
+/* Why the file is refused; empty when it is not. */
 std::string objection(const std::string &path)
 {
     struct stat status = {};
@@ -80,7 +82,7 @@ Reply start_upgrade(Device &device, const Request &request)
     }
     const std::string reason = objection(path);
     if (!reason.empty()) return refuse_file(reason);
-    device.upgrade = {Upgrade::Running, Clock::now()};
+    device.upgrade = {Upgrade::Running, Clock::now(), device.next_upgrade_ends_at};
     return success(operation_result("OK", "Installing " + base_name(path) + "."));
 }
 
@@ -107,17 +109,20 @@ Reply read_upgrade(Device &device, const Request &)
     RecordBytes report = new_record(upgrade_status_record, "stage=Idle");
     set_number(report, "status", device.upgrade.state);
     set_number(report, "percent", percent);
+    const std::string lead = device.upgrade.state == Upgrade::Failed ? "Failed: " : "";
     for (const Stage &stage : stages) {
         const bool is_reached = has_begun && percent >= stage.from_percent;
-        if (is_reached) set_text(report, "stage", stage.name);
+        if (is_reached) set_text(report, "stage", lead + stage.name);
     }
-    return success(report.bytes);
+    return success(as_shown(device, report).bytes);
 }
 
 void finish_upgrade(Device &device)
 {
-    if (device.upgrade.state != Upgrade::Running || percent_done(device) < 100) return;
-    device.upgrade.state = Upgrade::Done;
+    Upgrade &upgrade = device.upgrade;
+    if (upgrade.state != Upgrade::Running || percent_done(device) < upgrade.ends_at) return;
+    upgrade.state = upgrade.ends_at < 100 ? Upgrade::Failed : Upgrade::Done;
+    if (upgrade.state == Upgrade::Failed) return;
     device.options.software = next_version(device.options.software);
     set_text(setting(device, general_info_record), "software", device.options.software);
     count_change(device, "software");

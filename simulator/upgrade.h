@@ -5,7 +5,8 @@
 
 Answer start_upgrade, install_certificate, use_default_certificate, read_upgrade;
 
-/* Puts the new software in place when an upgrade has taken its time. */
+/* Ends an upgrade whose time is up: the new software is in place, or the upgrade
+ * has failed. */
 void finish_upgrade(Device &device);
 
 /* A file is refused with a result record, and not with a list of complaints. */

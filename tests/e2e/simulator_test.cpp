@@ -21,18 +21,29 @@ protected:
     int client = -1;
 
     /* Its input are these lines. */
-    void start(const std::string &lines = "")
+    void start(const std::string &lines = "", const std::vector<std::string> &options = {})
     {
+        std::vector<std::string> args = {SYSMNGD_SIM, "--socket", path, "--control", "-"};
+        args.insert(args.end(), options.begin(), options.end());
         write_file(directory.path + "/input", lines);
-        process = std::make_unique<Process>(
-            std::vector<std::string>{SYSMNGD_SIM, "--socket", path, "--control", "-"}, log,
-            directory.path + "/input");
+        process = std::make_unique<Process>(args, log, directory.path + "/input");
         ASSERT_TRUE(wait_until([this] { return connects(); })) << read_file(log);
+    }
+
+    /* Runs it with options that keep it from starting; returns what it says. */
+    std::string refuse_to_start(const std::vector<std::string> &options)
+    {
+        std::vector<std::string> args = {SYSMNGD_SIM, "--socket", path};
+        args.insert(args.end(), options.begin(), options.end());
+        Process started(args, directory.path + "/refusal");
+        EXPECT_TRUE(wait_until([&] { return !started.running(); }));
+        EXPECT_EQ(started.stop(), 2);
+        return read_file(directory.path + "/refusal");
     }
 
     void TearDown() override
     {
-        EXPECT_EQ(process->stop(), 0) << read_file(log);
+        EXPECT_EQ(process ? process->stop() : 0, 0) << read_file(log);
         EXPECT_NE(access(path.c_str(), F_OK), 0) << "the socket is left behind";
         close(client);
     }
@@ -57,6 +68,14 @@ protected:
         std::string bytes(count, '\0');
         const ssize_t got = count > 0 ? recv(client, bytes.data(), count, MSG_WAITALL) : 0;
         return bytes.substr(0, got > 0 ? static_cast<size_t>(got) : 0);
+    }
+
+    /* Sends the request. Returns the result and the record of its reply. */
+    std::pair<uint32_t, std::string> ask(uint32_t code, const std::string &payload = "") const
+    {
+        send(message(code, payload));
+        const std::string header = receive(13), answer = receive(u32_at(header, 4) - 13);
+        return {u32_at(answer, 4), answer.substr(12)};
     }
 
     /* Whether a whole reply to the command tells of success. */
@@ -129,6 +148,160 @@ TEST_F(Simulator, OneForASocket)
     start();
     send(message(52, ""));
     EXPECT_TRUE(succeeds(52)) << "in the place of the dead one";
+}
+
+/* The second column is the command that reads what the line has changed, the third is its
+ * request; the reply's record then has these bytes at this offset. */
+const struct {
+    std::string line;
+    uint32_t code;
+    std::string request;
+    size_t offset;
+    std::string bytes;
+} effects[] = {
+    {"ports power=-2; sdi2=500", 35, "", 32, u32(500) + u32(0xFFFFFFFE)},
+    {"over 1000h ports sdi2=..600", 35, "", 32, u32(500)},
+    {"leds talkback=7", 36, "", 4, u32(1)},
+    {"release leds", 36, "", 8, u32(0)},
+    {"zixi_stats droppedPackets=5000000000", 60, "", 44, {"\0\xf2\x05\x2a\1\0\0\0", 8}},
+    {"channel_info systemBitrate=2.5; cc=a;b", 21, "", 44, {"\0\0\x20\x40", 4}},
+    {"channel_info vitc=", 21, "", 558, text_field("", 255) + "a;b"},
+    {"at 10s over 20s uptime temperatureC=100..240", 52, "", 510, u32(240)},
+    {"over 1m srt_stats roundTimeTrip=..8000", 61, "", 4, u32(8000)},
+    {"CMD_CHANNEL_STOP", 1, u32(1) + u32(1), 1176, u32(0)},
+    {"CMD_STREAM_NEW name=Camera 7; port=5", 1, u32(7) + u32(7), 80, text_field("Camera 7", 255)},
+    {"CMD_STREAM_SET id=last; port=5001", 1, u32(7) + u32(7), 58, u32(5001)},
+    {"CMD_STREAM_SELECT last", 18, "", 0, u32(7)},
+    {"CMD_STREAM_SET id=3; isUll=true", 1, u32(3) + u32(3), 78, {"\0\1City", 6}},
+    {"CMD_DECODER_VIDEO_SET hdmiMode=3; isComposite=true",
+     8,
+     "",
+     4,
+     {"\1\0\1\3\0\0\0\2\0\0\0\1\1", 13}},
+    {"CMD_DECODER_AUDIO_SET aesOutput2=0011", 10, "", 20, {"\1\0\0\0\0\0\1\1", 8}},
+    {"CMD_NETWORK_SET id=2; networkMask=255.0.0.0", 22, "", 539, text_field("255.0.0.0", 16)},
+    {"at 2s every 2s until 20s CMD_CONFIGURATION_NEW name=x", 59, "", 4, u32(10)},
+    {"ports hdmi=9", 59, "", 12, u32(4)}, /* at the start, twice by ports, and by the stop */
+    {"fault refuse@CMD_DECODER_GET", 6, "", 0, text_field("Value 1 is refused on request.", 255)},
+};
+
+TEST_F(Simulator, DoesWhatALineSaysFromAFileAndTyped)
+{
+    for (const bool typed : {false, true}) {
+        std::string lines = "# a comment\n\n";
+        for (const auto &effect : effects) lines += effect.line + "\n";
+        write_file(directory.path + "/scenario", typed ? "" : lines);
+        start(typed ? lines.substr(lines.find("ports")) : "",
+              {"--speed", "1000", "--scenario", directory.path + "/scenario"});
+        for (const auto &[line, code, request, offset, bytes] : effects) {
+            SCOPED_TRACE(line + (typed ? ", typed" : ""));
+            std::string record;
+            const auto shows = [&, code = code, request = request, at = offset, bytes = bytes] {
+                record = ask(code, request).second;
+                return record.size() > at && record.substr(at, bytes.size()) == bytes;
+            };
+            EXPECT_TRUE(wait_until(shows)) << to_hex(record);
+        }
+        usleep(30000);
+        EXPECT_EQ(u32_at(ask(59).second, 4), 10U) << "no more from then on";
+        EXPECT_EQ(process->stop(), 0);
+    }
+}
+
+TEST_F(Simulator, DoesNotStartWithAFileThatIsWrong)
+{
+    const std::vector<std::pair<std::string, std::string>> scenario = {
+        {"at 10 CMD_CHANNEL_STOP", "at takes a time such as 10s, 500ms or 1m30s"},
+        {"at 10s every 5s", "there is nothing to do"},
+        {"every 5s until 1x clear", "until takes a time such as 10s, 500ms or 1m30s"},
+        {"every 50ms clear", "every takes 100ms at least"},
+        {"at 1s until 3s clear", "until takes every"},
+        {"over 0s leds ntp=1..2", "over takes a time above 0"},
+        {"at 1s at 2s clear", "at stands twice"},
+        {"every 2s repeat", "repeat takes at alone, of 1s or more"},
+        {"CMD_LOGIN_NEW", "the daemon has no command CMD_LOGIN_NEW"},
+        {"CMD_STREAM_DEL three", "CMD_STREAM_DEL takes an identifier, or last"},
+        {"CMD_CHANNEL_STOP 4", "CMD_CHANNEL_STOP takes nothing"},
+        {"CMD_STREAM_NEW name", "\"name\" is not KEY=VALUE"},
+        {"CMD_STREAM_NEW nam=x", "stream has no \"nam\""},
+        {"CMD_STREAM_NEW port=70000", "port: The port must be from 1 to 65535."},
+        {"CMD_STREAM_NEW isSap=yes", "isSap takes true or false"},
+        {"CMD_DECODER_AUDIO_SET aesOutput1=01", "aesOutput1 takes 4 digits, each 0 or 1"},
+        {"zixi_stats jitter=1..2",
+         "jitter takes a whole number from -2147483648 to 2147483647; a range needs over"},
+        {"over 3s channel_info vitc=1..2", "vitc takes a range of numbers, as 0..100 or ..100"},
+        {"over 3s CMD_CHANNEL_STOP", "a command takes no time; over is for the values of reports"},
+        {"release security",
+         "there is no report \"security\"; the reports are channel, channel_info, ports, leds, "
+         "upgrade_status, "
+         "freespace, uptime, changes, zixi_stats, srt_stats"},
+        {"fault delay", "delay takes a number of milliseconds, at most 16777216."},
+    };
+    const std::string file = directory.path + "/file";
+    std::string text, said;
+    for (size_t i = 0; i < scenario.size(); ++i) {
+        text += scenario[i].first + "\n";
+        said += "sysmngd-sim: " + file + ":" + std::to_string(i + 1) + ": " + scenario[i].second;
+        said += "\n";
+    }
+    write_file(file, text);
+    EXPECT_EQ(refuse_to_start({"--scenario", file}), said);
+}
+
+/* All that the example scenarios do is carried out, over and over. */
+TEST_F(Simulator, RunsTheExampleScenarios)
+{
+    const struct {
+        std::string name, last; /* a part of the line that ends it */
+        size_t times;
+        std::vector<std::string> refusals;
+    } cases[] = {
+        {"degrading-link", "release channel_info: done", 4, {}},
+        {"failing-upgrade", "release uptime: done", 1, {}},
+        {"busy-control-room",
+         "192.168.2.20: done",
+         2,
+         {"CMD_STREAM_DEL 4711: refused: There is no"}},
+    };
+    for (const auto &[name, last, times, refusals] : cases) {
+        SCOPED_TRACE(name);
+        const auto count = [&](const std::string &text) {
+            const std::string all = read_file(log);
+            size_t found = 0;
+            for (size_t at = 0; (at = all.find(text, at)) != std::string::npos; ++at) ++found;
+            return found;
+        };
+        start("", {"-v", "--speed", "500", "--scenario", KELTO_DEMO "/scenarios/" + name});
+        EXPECT_TRUE(wait_until([&, last = last, times = times] { return count(last) >= times; }));
+        EXPECT_EQ(process->stop(), 0);
+        size_t expected = 0;
+        for (const std::string &refusal : refusals) expected += count(refusal);
+        EXPECT_EQ(count("refused"), expected) << read_file(log);
+        EXPECT_EQ(expected > 0, !refusals.empty());
+    }
+}
+
+/* Status, stage and percentage. */
+TEST_F(Simulator, LetsAnUpgradeFail)
+{
+    const std::string package = text_field(directory.path + "/input", 4096);
+    const auto status = [](uint32_t code, const std::string &stage, uint32_t percent) {
+        return u32(code) + text_field(stage, 255) + u32(percent);
+    };
+    start(
+        "fault refuse@CMD_GENERAL_FIRMWARE_UPGRADE*1\nfault upgrade-fails=42*1\nfault "
+        "upgrade-fails*1\n",
+        {"--speed", "1000"});
+    EXPECT_TRUE(wait_until([&] { return read_file(log).ends_with("upgrade-fails, 1 to go\n"); }));
+    EXPECT_EQ(ask(47, package).first, 2U);
+    EXPECT_EQ(ask(48).second, status(0, "Idle", 0));
+    for (const std::string &end :
+         {status(3, "Failed: Writing the new software", 42),
+          status(3, "Failed: Writing the new software", 60), status(2, "Finished", 100)}) {
+        EXPECT_EQ(ask(47, package).first, 1U);
+        EXPECT_TRUE(wait_until([&] { return ask(48).second == end; })) << to_hex(ask(48).second);
+    }
+    EXPECT_EQ(u32_at(ask(59).second, 28), 1U) << "the software has changed once";
 }
 
 } // namespace
