@@ -4,6 +4,7 @@
 
 #include "simulator/format.h"
 #include "simulator/rules.h"
+#include "simulator/upgrade.h"
 
 namespace {
 
@@ -45,10 +46,19 @@ bool is_about_faults(const Step &step)
     return step.action.kind == Action::AddFault || step.action.kind == Action::ClearFaults;
 }
 
+/* Clients expect each complaint to name a parameter. */
+Reply not_recorded(uint32_t code)
+{
+    const std::string reason = "This request is not in the recording.";
+    if (takes_file(code)) return refuse_file(reason);
+    const Record *record = request_record(code);
+    return refusal({{reason, record ? leaves(*record).front().key : ""}});
+}
+
 } // namespace
 
-Daemon::Daemon(const DaemonOptions &options)
-    : options_(options), device_(factory_device(options.device))
+Daemon::Daemon(const DaemonOptions &options, Recorder &recorder)
+    : options_(options), recorder_(recorder), device_(factory_device(options.device))
 {
 }
 
@@ -59,6 +69,9 @@ Delivery Daemon::respond(unsigned client, const Request &request)
     const std::vector<Fault> faults = options_.faults.take(request.code);
     const Reply reply = carried_out(request, faults);
     trace(client, request, reply, faults);
+    if (recorder_.is_open() && !request.is_damaged) {
+        recorder_.write(format("%.3f s, client %u", now(), client), request, reply);
+    }
     ReplyMessage message = message_of(request, reply);
     apply_faults(message, faults);
     const bool is_sent = !message.silent && !message.close;
@@ -68,8 +81,19 @@ Delivery Daemon::respond(unsigned client, const Request &request)
 Reply Daemon::carried_out(const Request &request, const std::vector<Fault> &faults)
 {
     if (const auto refused = requested_refusal(faults, request.code)) return *refused;
+    if (!options_.replay.is_empty() && !request.is_damaged) return replayed(request);
     device_.next_upgrade_ends_at = upgrade_end(faults);
     return answer(device_, request);
+}
+
+Reply Daemon::replayed(const Request &request)
+{
+    if (const std::optional<Reply> reply = options_.replay.next_reply(request)) return *reply;
+    if (not_recorded_.insert({request.code, request.payload}).second) {
+        const std::string text = request_text(request.code, request.payload);
+        printf("replay: this is not in the recording:\n%s", text.c_str());
+    }
+    return not_recorded(request.code);
 }
 
 /* What the untouched device answers to the first request of the kind: with the

@@ -22,7 +22,7 @@ constexpr int usage_error = 2;
 struct Options {
     ServerOptions server;
     DaemonOptions daemon;
-    const char *scenario = nullptr; /* a file */
+    const char *scenario = nullptr, *recording = nullptr, *replay = nullptr; /* files */
 };
 
 constexpr option long_options[] = {
@@ -34,6 +34,8 @@ constexpr option long_options[] = {
     {"fault", required_argument, nullptr, 'f'},
     {"scenario", required_argument, nullptr, 'S'},
     {"speed", required_argument, nullptr, 'x'},
+    {"record", required_argument, nullptr, 'r'},
+    {"replay", required_argument, nullptr, 'R'},
     {"control", required_argument, nullptr, 'c'},
     {"fast", no_argument, nullptr, 'p'},
     {"verbose", no_argument, nullptr, 'v'},
@@ -57,6 +59,8 @@ void print_help()
         "  --fault FAULT         make this go wrong; may be given more than once\n"
         "  --scenario FILE       let happen what its timed lines say\n"
         "  --speed N             let the device's time go by N times as fast\n"
+        "  --record FILE         write requests and replies to a new file\n"
+        "  --replay FILE         answer from such a file\n"
         "  --control -           read lines about faults and values from standard input, as\n"
         "                        is done anyway when it is a terminal; type help\n"
         "  --fast                prepared replies: no state, and nothing is printed\n"
@@ -90,6 +94,8 @@ std::string take_option(int option, Options &options)
         case 'f': return options.daemon.faults.add(optarg);
         case 'S': options.scenario = optarg; return "";
         case 'x': return read_number(1, 1000, &options.daemon.device.speed);
+        case 'r': options.recording = optarg; return "";
+        case 'R': options.replay = optarg; return "";
         case 'c':
             options.server.control = true;
             return strcmp(optarg, "-") == 0 ? "" : "only - is possible";
@@ -124,11 +130,22 @@ std::optional<int> read_options(int argc, char **argv, Options &options)
 }
 
 /* Reads the files that the options name. The problems, if any. */
-std::vector<std::string> open_files(Options &options)
+std::vector<std::string> open_files(Options &options, Recorder &recorder)
 {
-    if (!options.scenario) return {};
-    if (options.daemon.fast) return {"--fast goes with no --scenario"};
-    return options.daemon.scenario.read(options.scenario);
+    DaemonOptions &daemon = options.daemon;
+    if (daemon.fast && (options.scenario || options.recording || options.replay)) {
+        return {"--fast goes with no --scenario, --record or --replay"};
+    }
+    if (options.scenario && options.replay) {
+        return {"--replay answers from the file alone: it goes with no --scenario"};
+    }
+    std::vector<std::string> problems;
+    if (options.scenario) problems = daemon.scenario.read(options.scenario);
+    if (options.replay) problems = daemon.replay.read(options.replay);
+    if (!problems.empty() || !options.recording) return problems;
+    const std::string problem = recorder.open(options.recording);
+    if (!problem.empty()) problems.push_back(problem);
+    return problems;
 }
 
 void print_problems(const std::vector<std::string> &problems)
@@ -140,9 +157,9 @@ void print_problems(const std::vector<std::string> &problems)
     if (problems.size() > most) fprintf(stderr, "%s: and more\n", program);
 }
 
-void run(const Options &options)
+void run(const Options &options, Recorder &recorder)
 {
-    Daemon daemon(options.daemon);
+    Daemon daemon(options.daemon, recorder);
     Server server(options.server, daemon);
     printf("%s: listening on %s, software %s\n", program, options.server.socket_path.c_str(),
            options.daemon.device.software.c_str());
@@ -158,12 +175,13 @@ int main(int argc, char **argv)
     try {
         Options options;
         if (const std::optional<int> status = read_options(argc, argv, options)) return *status;
-        const std::vector<std::string> problems = open_files(options);
+        Recorder recorder;
+        const std::vector<std::string> problems = open_files(options, recorder);
         if (!problems.empty()) {
             print_problems(problems);
             return usage_error;
         }
-        run(options);
+        run(options, recorder);
     } catch (const std::exception &error) {
         fprintf(stderr, "%s: %s\n", program, error.what());
         return EXIT_FAILURE;

@@ -5,7 +5,9 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <memory>
+#include <regex>
 
 #include "tests/support/messages.h"
 #include "tests/support/process.h"
@@ -237,15 +239,41 @@ TEST_F(Simulator, DoesNotStartWithAFileThatIsWrong)
          "freespace, uptime, changes, zixi_stats, srt_stats"},
         {"fault delay", "delay takes a number of milliseconds, at most 16777216."},
     };
+    const std::vector<std::pair<std::string, std::string>> recording = {
+        {"reply success", "a recording begins with request"},
+        {"request CMD_NONE", "there is no command \"CMD_NONE\""},
+        {"reply well", "a reply is success, refused, unknown-command, damaged-request or a number"},
+        {"request CMD_LEDS_GET x", "\"x\" is no identifier"},
+        {"record", "CMD_LEDS_GET has no record here; write hex"},
+        {"reply success", ""},
+        {"ntp = 1", "a field stands behind record"},
+        {"record", ""},
+        {"ntp = one", "ntp takes a whole number from -2147483648 to 2147483647"},
+        {"ldap = 1", "leds has no \"ldap\""},
+        {"reply success", "this request has a reply already"},
+        {"hex 0g", "\"0g\" is no byte of two hex digits"},
+        {"request CMD_SAP_SET", ""},
+        {"record", ""},
+        {"ipAddress = 1.2.3.4", "ipAddress is a text in double quotes"},
+        {"request 61", "the last request has no reply"},
+        {"", "the last request has no reply"},
+    };
     const std::string file = directory.path + "/file";
-    std::string text, said;
-    for (size_t i = 0; i < scenario.size(); ++i) {
-        text += scenario[i].first + "\n";
-        said += "sysmngd-sim: " + file + ":" + std::to_string(i + 1) + ": " + scenario[i].second;
-        said += "\n";
+    for (const auto &[option, lines] :
+         {std::pair("--scenario", scenario), {"--replay", recording}}) {
+        std::string text, said;
+        for (size_t i = 0; i < lines.size(); ++i) {
+            text += lines[i].first + "\n";
+            if (lines[i].second.empty()) continue;
+            said += "sysmngd-sim: " + file + ":" + std::to_string(i + 1) + ": " + lines[i].second +
+                    "\n";
+        }
+        write_file(file, text);
+        EXPECT_EQ(refuse_to_start({option, file}), said);
+        std::filesystem::remove(directory.path + "/refusal");
     }
-    write_file(file, text);
-    EXPECT_EQ(refuse_to_start({"--scenario", file}), said);
+    EXPECT_EQ(refuse_to_start({"--record", file}),
+              "sysmngd-sim: " + file + ": it is there already, and is not written over\n");
 }
 
 /* All that the example scenarios do is carried out, over and over. */
@@ -302,6 +330,100 @@ TEST_F(Simulator, LetsAnUpgradeFail)
         EXPECT_TRUE(wait_until([&] { return ask(48).second == end; })) << to_hex(ask(48).second);
     }
     EXPECT_EQ(u32_at(ask(59).second, 28), 1U) << "the software has changed once";
+}
+
+/* What is recorded, without the lines that tell the time. */
+std::string recorded(const std::string &file)
+{
+    return std::regex_replace(read_file(file), std::regex("# [0-9.]+ s, client 1\n"), "");
+}
+
+const std::string session =
+    R"(# A session that sysmngd-sim --replay answers from.
+
+request CMD_LEDS_GET
+reply success
+  record
+    ntp = 1
+    genlock = 1
+    talkback = 0
+
+request CMD_TALKBACK_START
+reply success
+
+request CMD_LEDS_GET
+reply success
+  record
+    ntp = 1
+    genlock = 1
+    talkback = 1
+
+request CMD_STREAM_DEL 99
+reply refused
+
+request CMD_CONFIGURATION_SET
+  record
+    id = 1
+    name = "x \"y\" \\\n\x01"
+    isAutoStart = true
+reply success
+
+request CMD_SAP_SET
+  record
+    port = 0
+reply refused
+  record
+    message = "The port must be from 1 to 65535."
+    property = "port"
+
+request CMD_LOGIN_NEW
+  hex 3f ff
+reply unknown-command
+
+request 200
+reply unknown-command
+)";
+
+TEST_F(Simulator, AnswersFromARecordedSession)
+{
+    const std::string file = directory.path + "/session";
+    const std::string name = text_field("x \"y\" \\\n\1", 255), nothing = text_field("", 510);
+    const std::string no_port =
+        std::string(1, '\0') + u32(0xFFFFFFFF) + text_field("", 46) + u32(0);
+    const std::pair<uint32_t, std::string> requests[] = {
+        {36, ""},
+        {57, ""},
+        {36, ""},
+        {4, u32(99) + u32(99)},
+        {41, u32(1) + name + nothing + "\1"},
+        {25, no_port},
+        {53, "?\xff"},
+        {200, ""},
+    };
+    start("", {"--record", file});
+    std::vector<std::pair<uint32_t, std::string>> replies;
+    for (const auto &[code, request] : requests) replies.push_back(ask(code, request));
+    EXPECT_EQ(process->stop(), 0);
+    EXPECT_EQ(recorded(file), session);
+
+    write_file(file, std::regex_replace(read_file(file), std::regex("genlock = 1"), "genlock = 8"));
+    start("", {"--replay", file});
+    replies[0].second = u32(1) + u32(8) + u32(0);
+    replies[2].second = u32(1) + u32(8) + u32(1);
+    for (size_t i = 0; i < std::size(requests); ++i) {
+        EXPECT_EQ(ask(requests[i].first, requests[i].second), replies[i]) << i;
+    }
+    EXPECT_EQ(ask(36), replies[2]) << "the last one stays";
+
+    const std::string reason = text_field("This request is not in the recording.", 255);
+    EXPECT_EQ(ask(52), std::pair(2U, reason + text_field("", 255)));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(ask(38, "\1"), std::pair(2U, reason + text_field("discovery", 255)));
+    }
+    EXPECT_TRUE(
+        read_file(log).ends_with("replay: this is not in the recording:\nrequest CMD_UPTIME_GET\n"
+                                 "replay: this is not in the recording:\nrequest "
+                                 "CMD_SERVICES_SET\n  record\n    discovery = true\n"));
 }
 
 } // namespace
