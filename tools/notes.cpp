@@ -114,7 +114,7 @@ constexpr FieldNote field_notes[] = {
     {&operation_result_record, "status", "Of the simulated device: OK or ERROR."},
     {&operation_result_record, "message", "For people."},
     {&upgrade_status_record, "status",
-     "On the simulated device: 0 no upgrade, 1 going on, 2 finished."},
+     "On the simulated device: 0 no upgrade, 1 going on, 2 finished, 3 failed."},
     {&upgrade_status_record, "stage", "For people."},
     {&upgrade_status_record, "percent", "How much of the upgrade is done."},
     {&freespace_record, "tmp", "Of /tmp; in MiB on the simulated device."},

@@ -283,7 +283,7 @@ export interface SecurityRecord {
   /** On the simulated device the name must be of letters, digits, hyphens. */
   hostname: string;
   isBannerEnabled: boolean;
-  /** Answers end at 5119 bytes, in the middle if need be: what is longer than that with the other fields cannot be read back. */
+  /** Answers end at 5119 bytes, in the middle if need be: what is longer than that with the other fields cannot be read back. On the simulated device the banner text may be at most 3968 bytes long, where < and > count as 4 bytes, and a double quote and a backslash as 2. */
   bannerText: string;
   certificateName: string;
 }
@@ -376,7 +376,7 @@ export interface GeneralInfoRecord {
 }
 
 export interface UpgradeStatusRecord {
-  /** On the simulated device: 0 no upgrade, 1 going on, 2 finished. */
+  /** On the simulated device: 0 no upgrade, 1 going on, 2 finished, 3 failed. */
   status: number;
   /** For people. */
   stage: string;
