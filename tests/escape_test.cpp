@@ -54,11 +54,11 @@ std::string escaped_naively(const std::string &text, size_t width)
 {
     std::string escaped;
     for (const char c : text) {
-        std::string one(1, c);
-        if (c == '<') one = "&lt;";
-        if (c == '>') one = "&gt;";
-        if (c == '"') one = "\\\"";
-        if (c == '\\') one = "\\\\";
+        const std::string one = c == '<'    ? "&lt;"
+                                : c == '>'  ? "&gt;"
+                                : c == '"'  ? "\\\""
+                                : c == '\\' ? "\\\\"
+                                            : std::string(1, c);
         if (c == '\0' || escaped.size() + one.size() > width - 1) break;
         escaped += one;
     }

@@ -172,7 +172,9 @@ int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeva
     const bool in_time = !later.empty() && later.front().pause_us <= wait_us;
     const int64_t passed_us = in_time ? later.front().pause_us : wait_us;
     clock_us += passed_us;
-    *timeout = {(wait_us - passed_us) / 1000000, (wait_us - passed_us) % 1000000};
+    const int64_t left_us = wait_us - passed_us;
+    *timeout = {static_cast<time_t>(left_us / 1000000),
+                static_cast<suseconds_t>(left_us % 1000000)};
     if (!later.empty()) later.front().pause_us -= passed_us;
     if (!in_time) return 0;
     const Late next = later.front();
@@ -187,7 +189,7 @@ int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeva
 
 int __wrap_clock_gettime(clockid_t, timespec *now)
 {
-    *now = {clock_us / 1000000, clock_us % 1000000 * 1000};
+    *now = {static_cast<time_t>(clock_us / 1000000), static_cast<long>(clock_us % 1000000 * 1000)};
     return 0;
 }
 
