@@ -131,11 +131,14 @@ ssize_t __wrap_recv(int fd, void *bytes, size_t count, int flags)
     ++calls_made["recv"];
     if (the_daemon.floods) the_daemon.sends(std::string(count, 'x'));
     if (fails("recv", EIO)) return -1;
+    char *const at = static_cast<char *>(bytes);
+    const char *const begin = guarded ? reinterpret_cast<char *>(guarded->msg_buf) : nullptr;
+    const char *const end = guarded ? begin + guarded->msg_buf_size : nullptr;
+    const bool is_reply = guarded && at >= begin && at < end;
+    if (is_reply) ASAN_UNPOISON_MEMORY_REGION(at, count);
     const ssize_t got = __real_recv(fd, bytes, count, flags);
-    if (guarded && bytes == guarded->msg_buf && got > 0) {
-        ASAN_POISON_MEMORY_REGION(static_cast<char *>(bytes) + got,
-                                  guarded->msg_buf_size - static_cast<size_t>(got));
-    }
+    if (is_reply && got > 0)
+        ASAN_POISON_MEMORY_REGION(at + got, static_cast<size_t>(end - at - got));
     return got;
 }
 
