@@ -108,6 +108,7 @@ void request(Sequence &sequence, FuzzedDataProvider &input)
     };
     send_body(sequence.module, input);
     if (sequence.commands > 0) check(sequence, what);
+    for (const Late &late : std::exchange(the_daemon.later, {})) the_daemon.sends(late.bytes);
     the_daemon.sends(std::exchange(sequence.afterwards, ""));
 }
 
