@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "fuzz/support.h"
-#include "module/escape.h"
+#include "reply/escape.h"
 
 namespace {
 
@@ -28,15 +28,15 @@ void fuzz_one(FuzzedDataProvider &input)
     const auto faults = input.ConsumeIntegral<uint8_t>();
     const auto length = input.ConsumeIntegralInRange<size_t>(0, 20480);
     const auto surplus = static_cast<int8_t>(input.ConsumeIntegral<uint8_t>());
-    std::string pattern = input.ConsumeRemainingBytesAsString();
-    if (pattern.empty()) pattern.push_back('\0');
+    std::string filling = input.ConsumeRemainingBytesAsString();
+    if (filling.empty()) filling.push_back('\0');
     if (action.method == HTTP_METHOD_UNSET) return;
     std::string record;
-    while (record.size() < length) record += pattern;
+    while (record.size() < length) record += filling;
     record.resize(length);
 
     /* A text alone, where nothing can be written behind its field. */
-    std::vector<char> field(pattern.begin(), pattern.end());
+    std::vector<char> field(filling.begin(), filling.end());
     escape_string(field.data(), static_cast<uint32_t>(field.size()));
     require(strnlen(field.data(), field.size()) < field.size(), "a text ends in its field");
 

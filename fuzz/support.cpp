@@ -107,7 +107,7 @@ Piece undivided(const std::string &body)
 
 void Module::begin(const Route &route, const Action &action)
 {
-    const std::string path = route.path;
+    const std::string path(route.path);
     begin(action.method, path[0] == '^' ? path.substr(1, path.find('(') - 1) + "7" : path);
 }
 

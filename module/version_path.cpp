@@ -4,8 +4,8 @@
 #include <cstring>
 #include <ctime>
 
-#include "module/general_info.h"
-#include "module/text.h"
+#include "handlers/admin/records.h"
+#include "reply/text.h"
 #include "sysmng/command.h"
 
 namespace {

@@ -13,8 +13,6 @@ namespace {
 
 constexpr uint32_t longest_request = 1024 * 1024; /* no request comes near it */
 
-constexpr Field complaint_fields[] = {field::text("message", 255), field::text("property", 255)};
-
 /* CMD_MAX_NUM and the reserved codes are no commands. */
 bool is_command(uint32_t code)
 {
@@ -22,8 +20,6 @@ bool is_command(uint32_t code)
 }
 
 } // namespace
-
-constinit const Record complaint_record = record("complaint_record", 510, complaint_fields);
 
 std::optional<int32_t> requested_id(const Request &request)
 {

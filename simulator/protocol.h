@@ -67,7 +67,8 @@ enum class Arrival {
 Arrival next_request(Bytes &input, Request &request);
 
 /* An entry of a list of complaints: message and property. */
-extern const Record complaint_record;
+RECORD(complaint_record, 510, field::at(0, field::text("message", 255)),
+       field::at(255, field::text("property", 255)))
 
 /* "CMD_UPTIME_GET"; "command 50" for a code without a name. */
 std::string command_name(uint32_t code);

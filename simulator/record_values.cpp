@@ -20,14 +20,14 @@ void add_leaves(std::vector<Leaf> &all, const Record &record, const std::string 
 {
     for (uint32_t i = 0; i < record.count; ++i) {
         const Field &field = record.fields[i];
+        const uint32_t at = offset + field.offset;
         if (field.kind == FieldKind::Members) {
-            add_leaves(all, *field.record, prefix, offset);
+            add_leaves(all, *field.record, prefix, at);
         } else if (field.kind == FieldKind::Object) {
-            add_leaves(all, *field.record, prefix + field.key + ".", offset);
+            add_leaves(all, *field.record, prefix + field.key + ".", at);
         } else {
-            all.push_back({prefix + field.key, &field, offset});
+            all.push_back({prefix + field.key, &field, at});
         }
-        offset += field.width;
     }
 }
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "module/record.h"
+#include "reply/record.h"
 
 using Bytes = std::vector<uint8_t>;
 void append(Bytes &to, const Bytes &bytes);

@@ -184,7 +184,7 @@ constexpr bool keys_exist()
     for (const Rule &rule : rules) {
         const Record &record = rule.record;
         for (const char *key : rule.keys) {
-            if (key && record_check::uses_of(key, record.fields, record.count) != 1) return false;
+            if (key && record_check::uses_of(key, {record.fields, record.count}) != 1) return false;
         }
     }
     return true;

@@ -1,4 +1,4 @@
-#include "module/escape.h"
+#include "reply/escape.h"
 
 #include <gtest/gtest.h>
 

@@ -90,10 +90,10 @@ std::string content_type(const Description &does)
 {
     const std::string name = type_name(*does.record);
     const bool is_list =
-        does.pattern == Pattern::ReadList || does.pattern == Pattern::WriteIndexedRecords;
+        does.answer == AnswerKind::ReadList || does.answer == AnswerKind::WriteIndexedRecords;
     if (is_list) return name + "[]";
     const bool is_read =
-        does.pattern == Pattern::ReadRecord || does.pattern == Pattern::ReadRecordById;
+        does.answer == AnswerKind::ReadRecord || does.answer == AnswerKind::ReadRecordById;
     return is_read ? "[" + name + "]" : name;
 }
 
@@ -108,7 +108,7 @@ void add_operation(Parts &parts, const Path &path, http_method_t method, const D
     const auto add = [&path](std::string &to, const std::string &type) {
         to += "  " + path.key + ": " + type + ";\n";
     };
-    const bool is_upload = does.pattern == Pattern::SubmitRecord;
+    const bool is_upload = does.answer == AnswerKind::SubmitRecord;
     if (!is_upload) add_record(parts, does.record);
     add_record(parts, does.result);
     if (method == HTTP_METHOD_GET) {
@@ -120,7 +120,7 @@ void add_operation(Parts &parts, const Path &path, http_method_t method, const D
     } else if (!does.record) {
         (method == HTTP_METHOD_PUT ? parts.commands : parts.calls).push_back(path.type);
     } else {
-        add(does.pattern == Pattern::CreateItem ? parts.creations : parts.changes,
+        add(does.answer == AnswerKind::CreateItem ? parts.creations : parts.changes,
             content_type(does));
     }
 }

@@ -5,7 +5,7 @@
 #include <set>
 #include <string>
 
-#include "module/record.h"
+#include "reply/record.h"
 
 struct OperationNote {
     const char *operation; /* its operationId */

@@ -36,13 +36,14 @@ Json item_form(const Record &record, Json &schemas)
 
 Json content_of(const Description &does, Json &schemas)
 {
-    switch (does.pattern) {
-        case Pattern::WriteRecord:
-        case Pattern::CreateItem: return form_content(form_schema(*does.record, schemas), schemas);
-        case Pattern::WriteItem: return form_content(item_form(*does.record, schemas), schemas);
-        case Pattern::WriteIndexedRecords:
+    switch (does.answer) {
+        case AnswerKind::WriteRecord:
+        case AnswerKind::CreateItem:
+            return form_content(form_schema(*does.record, schemas), schemas);
+        case AnswerKind::WriteItem: return form_content(item_form(*does.record, schemas), schemas);
+        case AnswerKind::WriteIndexedRecords:
             return form_content(indexed_form_schema(*does.record, schemas), schemas);
-        case Pattern::SubmitRecord: return upload_content(*does.record, schemas);
+        case AnswerKind::SubmitRecord: return upload_content(*does.record, schemas);
         default: return nullptr;
     }
 }
@@ -50,46 +51,47 @@ Json content_of(const Description &does, Json &schemas)
 Json responses_of(const Description &does, Json &schemas)
 {
     Json all = Json::object();
-    switch (does.pattern) {
-        case Pattern::AnswerEmpty: all["200"] = reference("responses", "empty"); return all;
-        case Pattern::AnswerFixed: all["200"] = reference("responses", "fixed"); return all;
-        case Pattern::ReadRecord:
-        case Pattern::ReadRecordById:
+    switch (does.answer) {
+        case AnswerKind::AnswerEmpty: all["200"] = reference("responses", "empty"); return all;
+        case AnswerKind::AnswerFixed: all["200"] = reference("responses", "fixed"); return all;
+        case AnswerKind::ReadRecord:
+        case AnswerKind::ReadRecordById:
             all["200"] = answer_of("The record.", single(answer_schema(*does.record, schemas)));
-            add_failures(all, does.pattern == Pattern::ReadRecordById, "no_room");
+            add_failures(all, does.answer == AnswerKind::ReadRecordById, "no_room");
             return all;
-        case Pattern::ReadList:
+        case AnswerKind::ReadList:
             all["200"] =
                 answer_of("All of them.",
                           {{"type", "array"}, {"items", answer_schema(*does.record, schemas)}});
             add_failures(all, false, "no_room");
             return all;
-        case Pattern::CreateItem:
+        case AnswerKind::CreateItem:
             all["201"] =
                 answer_of("What was created.", single(answer_schema(*does.record, schemas)));
             all["400"] = reference("responses", "refused");
             add_failures(all, false, "list_too_long");
             return all;
-        case Pattern::SubmitRecord: {
+        case AnswerKind::SubmitRecord: {
             const Json result = single(answer_schema(*does.result, schemas));
             all["200"] = answer_of("The daemon took the file.", result);
             all["400"] = answer_of("The daemon refused the file.", result);
             add_failures(all, false, "no_room");
             return all;
         }
-        case Pattern::WriteRecord:
-        case Pattern::WriteIndexedRecords:
+        case AnswerKind::WriteRecord:
+        case AnswerKind::WriteIndexedRecords:
             all["204"] = reference("responses", "done");
             all["400"] = reference("responses", "refused");
             add_failures(all, false, "list_too_long");
             return all;
-        case Pattern::WriteItem:
-        case Pattern::DeleteItem:
-        case Pattern::RunCommand:
-        case Pattern::RunCommandById: break;
+        case AnswerKind::WriteItem:
+        case AnswerKind::DeleteItem:
+        case AnswerKind::RunCommand:
+        case AnswerKind::RunCommandById: break;
     }
     all["204"] = reference("responses", "done");
-    const bool is_item = does.pattern == Pattern::WriteItem || does.pattern == Pattern::DeleteItem;
+    const bool is_item =
+        does.answer == AnswerKind::WriteItem || does.answer == AnswerKind::DeleteItem;
     add_failures(all, is_item, "no_room");
     return all;
 }
@@ -105,22 +107,22 @@ const char *method_name(http_method_t method)
     }
 }
 
-const char *verb(Pattern pattern)
+const char *verb(AnswerKind answer)
 {
-    switch (pattern) {
-        case Pattern::ReadRecord:
-        case Pattern::ReadRecordById: return "Read";
-        case Pattern::ReadList: return "List";
-        case Pattern::WriteRecord:
-        case Pattern::WriteItem:
-        case Pattern::WriteIndexedRecords: return "Change";
-        case Pattern::CreateItem: return "Create";
-        case Pattern::SubmitRecord: return "Upload";
-        case Pattern::DeleteItem: return "Delete";
-        case Pattern::RunCommand:
-        case Pattern::RunCommandById: return "Run";
-        case Pattern::AnswerEmpty:
-        case Pattern::AnswerFixed: break;
+    switch (answer) {
+        case AnswerKind::ReadRecord:
+        case AnswerKind::ReadRecordById: return "Read";
+        case AnswerKind::ReadList: return "List";
+        case AnswerKind::WriteRecord:
+        case AnswerKind::WriteItem:
+        case AnswerKind::WriteIndexedRecords: return "Change";
+        case AnswerKind::CreateItem: return "Create";
+        case AnswerKind::SubmitRecord: return "Upload";
+        case AnswerKind::DeleteItem: return "Delete";
+        case AnswerKind::RunCommand:
+        case AnswerKind::RunCommandById: return "Run";
+        case AnswerKind::AnswerEmpty:
+        case AnswerKind::AnswerFixed: break;
     }
     return "No effect";
 }
@@ -132,32 +134,32 @@ constexpr const char *whole_record =
 /* What holds for every operation of the kind. */
 std::string explanation(const Description &does)
 {
-    switch (does.pattern) {
-        case Pattern::ReadRecord:
-        case Pattern::ReadRecordById: return "A list with this one record.";
-        case Pattern::ReadList: return "A list of any length, in the order of the daemon.";
-        case Pattern::WriteRecord: return whole_record;
-        case Pattern::WriteItem:
+    switch (does.answer) {
+        case AnswerKind::ReadRecord:
+        case AnswerKind::ReadRecordById: return "A list with this one record.";
+        case AnswerKind::ReadList: return "A list of any length, in the order of the daemon.";
+        case AnswerKind::WriteRecord: return whole_record;
+        case AnswerKind::WriteItem:
             return whole_record + std::string(
                                       " The id in the form says which one is changed, not "
                                       "the one in the path. A refusal has no reasons.");
-        case Pattern::WriteIndexedRecords:
+        case AnswerKind::WriteIndexedRecords:
             return "Each key carries the index of its record: id[0], id[1] and so on. The records "
                    "are taken from index 0 up to the first one without an id, at most " +
                    std::to_string(does.most) + " of them. " + whole_record;
-        case Pattern::CreateItem:
+        case AnswerKind::CreateItem:
             return "What the form leaves out becomes -1, false or an empty text. The answer is a "
                    "list with the record that the device made of it.";
-        case Pattern::SubmitRecord:
+        case AnswerKind::SubmitRecord:
             return "The file is stored under /mnt/data by the last part of its name, and replaces "
                    "one of the same name, before the daemon is asked. A name with a percent sign "
                    "is not found again. Without a file, the form can bring the path of one that "
                    "the device has.";
-        case Pattern::DeleteItem:
-        case Pattern::RunCommand:
-        case Pattern::RunCommandById: return "A command without a form.";
-        case Pattern::AnswerEmpty:
-        case Pattern::AnswerFixed: break;
+        case AnswerKind::DeleteItem:
+        case AnswerKind::RunCommand:
+        case AnswerKind::RunCommandById: return "A command without a form.";
+        case AnswerKind::AnswerEmpty:
+        case AnswerKind::AnswerFixed: break;
     }
     return "The request is accepted, and nothing happens.";
 }
@@ -191,7 +193,7 @@ std::string operation_name(const char *method, const std::string &path)
 void add_words(Json &operation, const std::string &words, const Description &does)
 {
     const OperationNote *note = note_on(operation["operationId"]);
-    std::string summary = verb(does.pattern) + (": " + words), text = explanation(does);
+    std::string summary = verb(does.answer) + (": " + words), text = explanation(does);
     if (note) {
         summary = note->summary;
         if (*note->more) text += std::string(" ") + note->more;

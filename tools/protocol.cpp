@@ -33,28 +33,28 @@ std::string link_to(const Record *record)
 
 std::string request_of(const Description &does)
 {
-    switch (does.pattern) {
-        case Pattern::ReadRecord:
-        case Pattern::ReadList:
-        case Pattern::RunCommand: return "";
-        case Pattern::WriteIndexedRecords:
+    switch (does.answer) {
+        case AnswerKind::ReadRecord:
+        case AnswerKind::ReadList:
+        case AnswerKind::RunCommand: return "";
+        case AnswerKind::WriteIndexedRecords:
             return "up to " + std::to_string(does.most) + " of " + link_to(does.record);
-        case Pattern::WriteRecord:
-        case Pattern::WriteItem:
-        case Pattern::CreateItem:
-        case Pattern::SubmitRecord: return link_to(does.record);
+        case AnswerKind::WriteRecord:
+        case AnswerKind::WriteItem:
+        case AnswerKind::CreateItem:
+        case AnswerKind::SubmitRecord: return link_to(does.record);
         default: return "id, id";
     }
 }
 
 std::string reply_of(const Description &does)
 {
-    switch (does.pattern) {
-        case Pattern::ReadRecord:
-        case Pattern::ReadRecordById:
-        case Pattern::CreateItem: return link_to(does.record);
-        case Pattern::ReadList: return "any number of " + link_to(does.record);
-        case Pattern::SubmitRecord: return link_to(does.result);
+    switch (does.answer) {
+        case AnswerKind::ReadRecord:
+        case AnswerKind::ReadRecordById:
+        case AnswerKind::CreateItem: return link_to(does.record);
+        case AnswerKind::ReadList: return "any number of " + link_to(does.record);
+        case AnswerKind::SubmitRecord: return link_to(does.result);
         default: return "";
     }
 }
@@ -100,13 +100,11 @@ std::string record_table(const Record &record)
     std::string table =
         format("\n### %s\n\n%u bytes.\n\n| Offset | Width | Type | Field |\n|---|---|---|---|\n",
                record.name, record.size);
-    uint32_t offset = 0;
     for (uint32_t i = 0; i < record.count; ++i) {
         const Field &field = record.fields[i];
-        table += format("| %u | %u | %s | %s |\n", offset, field.width,
+        table += format("| %u | %u | %s | %s |\n", field.offset, field.width,
                         field.record ? link_to(field.record).c_str() : kind_name(field.kind),
                         field.key ? format("`%s`", field.key).c_str() : "");
-        offset += field.width;
     }
     return table;
 }

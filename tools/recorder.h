@@ -1,13 +1,13 @@
 /* What a handler would do, found out by calling it: here the functions of
- * module/patterns.h write down how they are called. */
+ * reply/answers.h write down how they are called. */
 #pragma once
 
 #include <string>
 
-#include "module/record.h"
 #include "module/routes.h"
+#include "reply/record.h"
 
-enum class Pattern {
+enum class AnswerKind {
     ReadRecord,
     ReadRecordById,
     ReadList,
@@ -24,7 +24,7 @@ enum class Pattern {
 };
 
 struct Description {
-    Pattern pattern = Pattern::AnswerEmpty;
+    AnswerKind answer = AnswerKind::AnswerEmpty;
     uint32_t command = 0;           /* 0: none */
     const Record *record = nullptr; /* that is sent or, where it is read, received */
     const Record *result = nullptr; /* of SubmitRecord */
@@ -33,5 +33,5 @@ struct Description {
 
 Description describe(const Action &action);
 
-/* The patterns of the route table have one identifier: "/api/stream/{id}". */
+/* Regular expressions of the route table have one identifier: "/api/stream/{id}". */
 std::string readable_path(const Route &route);

@@ -15,7 +15,7 @@ uint32_t reading_command(const Record &record)
         for (const Action &action : routes[i].actions) {
             const Description read = describe(action);
             const bool reads =
-                read.pattern == Pattern::ReadRecord || read.pattern == Pattern::ReadList;
+                read.answer == AnswerKind::ReadRecord || read.answer == AnswerKind::ReadList;
             if (reads && read.record == &record) return read.command;
         }
     }

@@ -5,7 +5,7 @@
 #include <map>
 #include <string>
 
-#include "module/record.h"
+#include "reply/record.h"
 
 /* Form parameters and their values, of the first record of the kind; empty
  * when the device has none. */

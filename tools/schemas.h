@@ -3,7 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "module/record.h"
+#include "reply/record.h"
 
 using Json = nlohmann::ordered_json;
 

@@ -1,5 +1,5 @@
-#include "module/handlers.h"
-#include "module/patterns.h"
+#include "handlers/handlers.h"
+#include "reply/answers.h"
 
 handler_t handle_login_get(server *, connection *, plugin_data *)
 {

@@ -1,6 +1,6 @@
 #include "handlers/admin/records.h"
-#include "module/handlers.h"
-#include "module/patterns.h"
+#include "handlers/handlers.h"
+#include "reply/answers.h"
 
 using namespace records;
 

@@ -2,136 +2,114 @@
 #pragma once
 
 #include "handlers/stream_decoder/records.h"
-#include "module/general_info.h"
-#include "module/record.h"
+#include "reply/record.h"
 
 namespace records {
 using namespace field;
 
-inline constexpr Field network_interface_fields[] = {
-    id("id"),
-    int32("type"),
-    int32("ip4Type"),
-    text("ipAddress", 46),
-    text("networkMask", 16),
-    text("defaultGateway", 46),
-    int32("ip6Type"),
-    text("ip6AutoAddress", 46),
-    int32("ip6AutoPrefix"),
-    text("ip6ManualAddress", 46),
-    int32("ip6ManualPrefix"),
-    flag("isManagementAccess"),
-    flag("isPrimaryDefaultGateway"),
-    text("hardwareAddress", 255),
-};
-inline constexpr Record network_interface_record =
-    record("network_interface_record", 481, network_interface_fields);
+/* clang-format off: a field a line */
 
-inline constexpr Field sap_fields[] = {
-    flag("useDefaultAddressPort"),
-    int32("interface"),
-    text("ipAddress", 46),
-    int32("port"),
-};
-inline constexpr Record sap_record = record("sap_record", 55, sap_fields);
+RECORD(network_interface_record, 481,
+    at(0, id("id")),
+    at(4, int32("type")),
+    at(8, int32("ip4Type")),
+    at(12, text("ipAddress", 46)),
+    at(58, text("networkMask", 16)),
+    at(74, text("defaultGateway", 46)),
+    at(120, int32("ip6Type")),
+    at(124, text("ip6AutoAddress", 46)),
+    at(170, int32("ip6AutoPrefix")),
+    at(174, text("ip6ManualAddress", 46)),
+    at(220, int32("ip6ManualPrefix")),
+    at(224, flag("isManagementAccess")),
+    at(225, flag("isPrimaryDefaultGateway")),
+    at(226, text("hardwareAddress", 255)))
+
+RECORD(sap_record, 55,
+    at(0, flag("useDefaultAddressPort")),
+    at(1, int32("interface")),
+    at(5, text("ipAddress", 46)),
+    at(51, int32("port")))
 
 /* A stream in short. */
-inline constexpr Record sap_stream_record =
-    first_fields("sap_stream_record", 80, stream_record, 11);
+RECORD_OF_FIRST_FIELDS(sap_stream_record, 80, stream_record, 11)
 
-inline constexpr Field security_fields[] = {
-    text("currentPassword", 255), text("newPassword", 255), text("hostname", 255),
-    flag("isBannerEnabled"),      text("bannerText", 8193), text("certificateName", 255),
-};
-inline constexpr Record security_record = record("security_record", 9214, security_fields);
+RECORD(security_record, 9214,
+    at(0, text("currentPassword", 255)),
+    at(255, text("newPassword", 255)),
+    at(510, text("hostname", 255)),
+    at(765, flag("isBannerEnabled")),
+    at(766, text("bannerText", 8193)),
+    at(8959, text("certificateName", 255)))
 
-inline constexpr Field certificate_request_fields[] = {
-    text("certificateName", 4096),
-};
-inline constexpr Record certificate_request_record =
-    record("certificate_request_record", 4096, certificate_request_fields);
+RECORD(certificate_request_record, 4096,
+    at(0, text("certificateName", 4096)))
 
-inline constexpr Field notice_fields[] = {
-    flag("isBannerEnabled"),
-    text("bannerText", 8193),
-};
-inline constexpr Record notice_record = record("notice_record", 8194, notice_fields);
+RECORD(notice_record, 8194,
+    at(0, flag("isBannerEnabled")),
+    at(1, text("bannerText", 8193)))
 
-inline constexpr Field sysdatetime_fields[] = {
-    flag("useNtp"),
-    text("ntpServerAddress", 46),
-    int32("ntpSyncPeriod"),
-    text("date", 255),
-    text("time", 255),
-    text("timeZone", 255),
-    flag("isDaylightSavingEnabled"),
-    text("daylightSavingStartDate", 255),
-    text("daylightSavingStopDate", 255),
-    int32("daylightSavingStartHour"),
-    int32("daylightSavingStopHour"),
-};
-inline constexpr Record sysdatetime_record = record("sysdatetime_record", 1335, sysdatetime_fields);
+RECORD(sysdatetime_record, 1335,
+    at(0, flag("useNtp")),
+    at(1, text("ntpServerAddress", 46)),
+    at(47, int32("ntpSyncPeriod")),
+    at(51, text("date", 255)),
+    at(306, text("time", 255)),
+    at(561, text("timeZone", 255)),
+    at(816, flag("isDaylightSavingEnabled")),
+    at(817, text("daylightSavingStartDate", 255)),
+    at(1072, text("daylightSavingStopDate", 255)),
+    at(1327, int32("daylightSavingStartHour")),
+    at(1331, int32("daylightSavingStopHour")))
 
-inline constexpr Field ports_fields[] = {
-    int32("ethernet1"),
-    int32("ethernet2"),
-    int32("dvbAsiIn"),
-    int32("dvbAsiOut"),
-    int32("serialAudioGenLock"),
-    int32("cvbs"),
-    int32("hdmi"),
-    int32("sdi1"),
-    int32("sdi2"),
-    int32("power"),
-};
-inline constexpr Record ports_record = record("ports_record", 40, ports_fields);
+RECORD(ports_record, 40,
+    at(0, int32("ethernet1")),
+    at(4, int32("ethernet2")),
+    at(8, int32("dvbAsiIn")),
+    at(12, int32("dvbAsiOut")),
+    at(16, int32("serialAudioGenLock")),
+    at(20, int32("cvbs")),
+    at(24, int32("hdmi")),
+    at(28, int32("sdi1")),
+    at(32, int32("sdi2")),
+    at(36, int32("power")))
 
-inline constexpr Field leds_fields[] = {
-    int32("ntp"),
-    int32("genlock"),
-    int32("talkback"),
-};
-inline constexpr Record leds_record = record("leds_record", 12, leds_fields);
+RECORD(leds_record, 12,
+    at(0, int32("ntp")),
+    at(4, int32("genlock")),
+    at(8, int32("talkback")))
 
-inline constexpr Field services_fields[] = {
-    flag("discovery"),
-};
-inline constexpr Record services_record = record("services_record", 1, services_fields);
+RECORD(services_record, 1,
+    at(0, flag("discovery")))
 
-inline constexpr Field configuration_fields[] = {
-    id("id"),
-    text("name", 255),
-    text("description", 255),
-    text("created", 255),
-    flag("isAutoStart"),
-};
-inline constexpr Record configuration_record =
-    record("configuration_record", 770, configuration_fields);
+RECORD(configuration_record, 770,
+    at(0, id("id")),
+    at(4, text("name", 255)),
+    at(259, text("description", 255)),
+    at(514, text("created", 255)),
+    at(769, flag("isAutoStart")))
 
-inline constexpr Field package_request_fields[] = {
-    text("packageName", 4096),
-};
-inline constexpr Record package_request_record =
-    record("package_request_record", 4096, package_request_fields);
+RECORD(general_info_record, 1020,
+    at(0, text("systemSerialNumber", 255)),
+    at(255, text("boardSerialNumber", 255)),
+    at(510, text("hardware", 255)),
+    at(765, text("software", 255)))
 
-inline constexpr Field operation_result_fields[] = {
-    text("status", 11),
-    text("message", 255),
-};
-inline constexpr Record operation_result_record =
-    record("operation_result_record", 266, operation_result_fields);
+RECORD(package_request_record, 4096,
+    at(0, text("packageName", 4096)))
 
-inline constexpr Field upgrade_status_fields[] = {
-    int32("status"),
-    text("stage", 255),
-    int32("percent"),
-};
-inline constexpr Record upgrade_status_record =
-    record("upgrade_status_record", 263, upgrade_status_fields);
+RECORD(operation_result_record, 266,
+    at(0, text("status", 11)),
+    at(11, text("message", 255)))
 
-inline constexpr Field freespace_fields[] = {
-    int32("tmp"),
-};
-inline constexpr Record freespace_record = record("freespace_record", 4, freespace_fields);
+RECORD(upgrade_status_record, 263,
+    at(0, int32("status")),
+    at(4, text("stage", 255)),
+    at(259, int32("percent")))
+
+RECORD(freespace_record, 4,
+    at(0, int32("tmp")))
+
+/* clang-format on */
 
 } // namespace records

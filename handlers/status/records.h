@@ -1,47 +1,52 @@
 /* The records of status and statistics. */
 #pragma once
 
-#include "module/record.h"
+#include "reply/record.h"
 
 namespace records {
 using namespace field;
 
-inline constexpr Field uptime_fields[] = {
-    text("dateTime", 255),
-    text("uptime", 255),
-    int32("temperatureC"),
-    int32("fansRPM"),
-};
-inline constexpr Record uptime_record = record("uptime_record", 518, uptime_fields);
+/* clang-format off: a field a line */
 
-inline constexpr Field changes_fields[] = {
-    int32("channelList"),        int32("configList"),        int32("channelInfo"),
-    int32("portsInfo"),          int32("decoderParameters"), int32("networkParameters"),
-    int32("datetimeParameters"), int32("software"),
-};
-inline constexpr Record changes_record = record("changes_record", 32, changes_fields);
+RECORD(uptime_record, 518,
+    at(0, text("dateTime", 255)),
+    at(255, text("uptime", 255)),
+    at(510, int32("temperatureC")),
+    at(514, int32("fansRPM")))
 
-inline constexpr Field zixi_stats_fields[] = {
-    int32("totalBitrate"),
-    int32("availableBitrate"),
-    uint64("reconnections"),
-    int32("roundTimeTrip"),
-    int32("jitter"),
-    int32("latency"),
-    uint64("totalPackets"),
-    int32("packetRate"),
-    int32("packetLoss"),
-    uint64("droppedPackets"),
-    uint64("recoveredPackets"),
-    uint64("nonRecoveredPackets"),
-};
-inline constexpr Record zixi_stats_record = record("zixi_stats_record", 68, zixi_stats_fields);
+RECORD(changes_record, 32,
+    at(0, int32("channelList")),
+    at(4, int32("configList")),
+    at(8, int32("channelInfo")),
+    at(12, int32("portsInfo")),
+    at(16, int32("decoderParameters")),
+    at(20, int32("networkParameters")),
+    at(24, int32("datetimeParameters")),
+    at(28, int32("software")))
 
-inline constexpr Field srt_stats_fields[] = {
-    int32("totalBitrate"),      int32("roundTimeTrip"), int32("mtu"),
-    uint64("totalPackets"),     int32("packetLoss"),    uint64("droppedPackets"),
-    uint64("recoveredPackets"),
-};
-inline constexpr Record srt_stats_record = record("srt_stats_record", 40, srt_stats_fields);
+RECORD(zixi_stats_record, 68,
+    at(0, int32("totalBitrate")),
+    at(4, int32("availableBitrate")),
+    at(8, uint64("reconnections")),
+    at(16, int32("roundTimeTrip")),
+    at(20, int32("jitter")),
+    at(24, int32("latency")),
+    at(28, uint64("totalPackets")),
+    at(36, int32("packetRate")),
+    at(40, int32("packetLoss")),
+    at(44, uint64("droppedPackets")),
+    at(52, uint64("recoveredPackets")),
+    at(60, uint64("nonRecoveredPackets")))
+
+RECORD(srt_stats_record, 40,
+    at(0, int32("totalBitrate")),
+    at(4, int32("roundTimeTrip")),
+    at(8, int32("mtu")),
+    at(12, uint64("totalPackets")),
+    at(20, int32("packetLoss")),
+    at(24, uint64("droppedPackets")),
+    at(32, uint64("recoveredPackets")))
+
+/* clang-format on */
 
 } // namespace records

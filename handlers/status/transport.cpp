@@ -1,6 +1,6 @@
+#include "handlers/handlers.h"
 #include "handlers/status/records.h"
-#include "module/handlers.h"
-#include "module/patterns.h"
+#include "reply/answers.h"
 
 using namespace records;
 

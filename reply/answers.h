@@ -4,8 +4,8 @@
 
 #include <cstdint>
 
-#include "module/handler.h"
-#include "module/record.h"
+#include "reply/record.h"
+#include "server/lighttpd.h"
 #include "sysmng/command.h"
 
 /* GET: the command's reply record as one JSON object in a list. 200, or
@@ -23,27 +23,27 @@ handler_t read_list(server *srv, connection *con, plugin_data *p, uint32_t comma
 /* PUT: sends a record made of the form. 204, 400 with the daemon's validation
  * list (507 when it is too long), or HANDLER_ERROR with 408, 507 or 500. */
 handler_t write_record(server *srv, connection *con, plugin_data *p, uint32_t command,
-                       const Record &record);
+                       const SentRecord &sent);
 
 /* PUT on a path with an identifier. The record's own id counts, and every
  * refusal is a 404 without a body. */
 handler_t write_item(server *srv, connection *con, plugin_data *p, uint32_t command,
-                     const Record &record);
+                     const SentRecord &sent);
 
 /* PUT: sends one record for each index from 0 up whose key "id[index]" is
  * given, at most `most`. Answers as write_record. */
 handler_t write_indexed_records(server *srv, connection *con, plugin_data *p, uint32_t command,
-                                const Record &record, int most);
+                                const SentRecord &sent, int most);
 
 /* POST: as write_record, but success is a 201 with the record that the daemon
  * made of it. */
 handler_t create_item(server *srv, connection *con, plugin_data *p, uint32_t command,
-                      const Record &record);
+                      const SentRecord &sent);
 
 /* POST: sends a record made of the form and answers with the daemon's result
  * record, 200 when it agreed and 400 when it refused. */
 handler_t submit_record(server *srv, connection *con, plugin_data *p, uint32_t command,
-                        const Record &record, const Record &result);
+                        const SentRecord &sent, const Record &result);
 
 /* PUT: a command alone, or for one item. 204, 408, 507 or 500, and always
  * HANDLER_GO_ON. The request's body is not read. */

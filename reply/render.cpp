@@ -1,66 +1,11 @@
-#include "module/record.h"
+#include "reply/render.h"
 
 #include <cstring>
 
-#include "input/params.h"
-#include "module/escape.h"
+#include "reply/escape.h"
 #include "sysmng/bytes.h"
 
 namespace {
-
-uint8_t flag_value(const char *text)
-{
-    return text && (strcmp(text, "true") == 0 || strcmp(text, "1") == 0) ? 1 : 0;
-}
-
-const char *field_value(array *params, const char *key, int index)
-{
-    return index == no_index ? get_value(params, key) : get_array_element_value(params, key, index);
-}
-
-/* `out` is all NULs. */
-void fill_text(uint8_t *out, uint32_t width, const char *value)
-{
-    if (value) memcpy(out, value, strnlen(value, width - 1));
-}
-
-void fill_matrix(uint8_t *out, const Field &field, array *params)
-{
-    const int rows = field.rows;
-    const int columns = static_cast<int>(field.width) / rows;
-    for (int i = 0; i < rows; ++i) {
-        for (int j = 0; j < columns; ++j) {
-            *out++ = flag_value(get_2darray_element_value(params, field.key, i, j));
-        }
-    }
-}
-
-void fill_field(uint8_t *out, const Field &field, array *params, int index)
-{
-    switch (field.kind) {
-        case FieldKind::Id:
-        case FieldKind::Int32: {
-            const char *value = field_value(params, field.key, index);
-            store_i32(out, value ? decimal_value(value) : -1);
-            break;
-        }
-        case FieldKind::Flag: *out = flag_value(field_value(params, field.key, index)); break;
-        case FieldKind::Flags:
-            for (uint32_t i = 0; i < field.width; ++i) {
-                out[i] =
-                    flag_value(get_array_element_value(params, field.key, static_cast<int>(i)));
-            }
-            break;
-        case FieldKind::Matrix: fill_matrix(out, field, params); break;
-        case FieldKind::Text:
-            fill_text(out, field.width, field_value(params, field.key, index));
-            break;
-        case FieldKind::Members: fill_record(out, *field.record, params, index); break;
-        case FieldKind::Uint64:
-        case FieldKind::Float32:
-        case FieldKind::Object: break;
-    }
-}
 
 /* The put_ functions write to a place with room for all that they may write,
  * and return where it ends. Some write a few bytes more than that, where the
@@ -153,28 +98,28 @@ char *put_value(char *out, const Field &field, const uint8_t *bytes)
 char *put_members(char *out, const Record &record, const uint8_t *bytes)
 {
     const Field *const end = record.fields + record.count;
-    for (const Field *field = record.fields; field < end; bytes += field->width, ++field) {
+    for (const Field *field = record.fields; field < end; ++field) {
+        const uint8_t *const value = bytes + field->offset;
         if (field->kind == FieldKind::Members) {
-            out = put_members(out, *field->record, bytes);
+            out = put_members(out, *field->record, value);
             continue;
         }
         memcpy(out, field->lead.text, sizeof(field->lead.text));
-        out = put_value(out + field->lead.length, *field, bytes);
+        out = put_value(out + field->lead.length, *field, value);
         out = put_separator(out);
     }
     return out;
 }
 
-} // namespace
-
-void fill_record(uint8_t *out, const Record &record, array *params, int index)
+/* Not inline: its room on the stack is for long texts only. */
+[[gnu::noinline]] void append_cut_object(Text &json, const Record &record, const uint8_t *bytes)
 {
-    memset(out, 0, record.size);
-    for (uint32_t i = 0; i < record.count; ++i) {
-        fill_field(out, record.fields[i], params, index);
-        out += record.fields[i].width;
-    }
+    char object[LONGEST_OBJECT];
+    const char *end = put_object(object, record, bytes);
+    append(json, object, static_cast<size_t>(end - object));
 }
+
+} // namespace
 
 char *put_object(char *out, const Record &record, const uint8_t *bytes)
 {
@@ -184,9 +129,11 @@ char *put_object(char *out, const Record &record, const uint8_t *bytes)
     return out;
 }
 
-void append_cut_object(Text &json, const Record &record, const uint8_t *bytes)
+void append_object(Text &json, const Record &record, const uint8_t *bytes)
 {
-    char object[LONGEST_OBJECT];
-    const char *end = put_object(object, record, bytes);
-    append(json, object, static_cast<size_t>(end - object));
+    if (room_in(json) >= record.longest) {
+        json.at = put_object(json.at, record, bytes);
+    } else {
+        append_cut_object(json, record, bytes);
+    }
 }

@@ -1,6 +1,6 @@
-#include "module/escape.h"
+#include "reply/escape.h"
 
-#include "module/escaping.h"
+#include "reply/escaping.h"
 #include "server/lighttpd.h"
 
 namespace {

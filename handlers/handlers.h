@@ -1,7 +1,7 @@
 /* Every handler that the route table names. All of them are exported. */
 #pragma once
 
-#include "module/handler.h"
+#include "handlers/handler.h"
 
 #pragma GCC visibility push(default)
 extern "C" {

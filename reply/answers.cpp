@@ -1,10 +1,11 @@
-#include "module/patterns.h"
+#include "reply/answers.h"
 
 #include "input/body.h"
 #include "input/params.h"
-#include "module/escape.h"
-#include "module/list.h"
-#include "module/text.h"
+#include "reply/escape.h"
+#include "reply/fill.h"
+#include "reply/list.h"
+#include "reply/render.h"
 #include "sysmng/bytes.h"
 
 namespace {
@@ -20,9 +21,12 @@ enum Status : int {
     INSUFFICIENT_STORAGE = 507
 };
 
-/* One entry of a validation list: the complaint, then the form parameter. */
-constexpr uint32_t entry_text_width = 255;
-constexpr uint32_t entry_size = 2 * entry_text_width;
+/* One entry of the list with which the daemon refuses a record. */
+struct ValidationError {
+    char message[255];  /* the complaint */
+    char property[255]; /* the form parameter that it is about */
+};
+static_assert(sizeof(ValidationError) == 510);
 
 int failure_status(int result, Status otherwise)
 {
@@ -88,10 +92,10 @@ int command_for_id(server *srv, plugin_data *p, uint32_t command, int32_t id)
 }
 
 /* Runs the command with a record made of the form, which was decoded before. */
-int command_with_form(server *srv, plugin_data *p, uint32_t command, const Record &record)
+int command_with_form(server *srv, plugin_data *p, uint32_t command, const SentRecord &sent)
 {
-    fill_record(p->msg_buf, record, p->params);
-    p->msg_len = record.size;
+    fill_record(p->msg_buf, sent, p->params);
+    p->msg_len = sent.record.size;
     return kelto_sysmgmt_command(srv, p, command);
 }
 
@@ -100,19 +104,20 @@ int command_with_form(server *srv, plugin_data *p, uint32_t command, const Recor
 uint32_t validation_entries(const plugin_data *p)
 {
     const uint32_t len = reply_record_len(p);
-    return len % entry_size == 0 ? len / entry_size : 0;
+    constexpr uint32_t size = sizeof(ValidationError);
+    return len % size == 0 ? len / size : 0;
 }
 
 handler_t finish_validation_list(connection *con, plugin_data *p, uint32_t count)
 {
     Text json = answer_text(p);
     append(json, "[\n");
-    char *entry = reinterpret_cast<char *>(reply_record(p));
-    for (uint32_t i = 0; i < count; ++i, entry += entry_size) {
+    ValidationError *errors = reinterpret_cast<ValidationError *>(reply_record(p));
+    for (uint32_t i = 0; i < count; ++i) {
         append(json, "{\"message\" : \"");
-        append(json, escape_string(entry, entry_text_width));
+        append(json, escape_string(errors[i].message, sizeof(errors[i].message)));
         append(json, "\", \"property\" : \"");
-        append(json, escape_string(entry + entry_text_width, entry_text_width));
+        append(json, escape_string(errors[i].property, sizeof(errors[i].property)));
         append(json, "\"}");
         if (i + 1 < count) append(json, ",");
         append(json, "\n");
@@ -184,54 +189,54 @@ handler_t read_list(server *srv, connection *con, plugin_data *p, uint32_t comma
 }
 
 handler_t write_record(server *srv, connection *con, plugin_data *p, uint32_t command,
-                       const Record &record)
+                       const SentRecord &sent)
 {
     const handler_t decoded = decode_form(srv, con, p);
     if (decoded != HANDLER_GO_ON) return decoded;
-    return answer_written(con, p, command_with_form(srv, p, command, record));
+    return answer_written(con, p, command_with_form(srv, p, command, sent));
 }
 
 handler_t write_item(server *srv, connection *con, plugin_data *p, uint32_t command,
-                     const Record &record)
+                     const SentRecord &sent)
 {
     const handler_t decoded = decode_form(srv, con, p);
     if (decoded != HANDLER_GO_ON) return decoded;
-    const int result = command_with_form(srv, p, command, record);
+    const int result = command_with_form(srv, p, command, sent);
     if (result == RET_OK) return finish_empty(con, p, NO_CONTENT, HANDLER_GO_ON);
     if (validation_entries(p) > 0) return finish_empty(con, p, NOT_FOUND, HANDLER_GO_ON);
     return fail(con, p, result, NOT_FOUND);
 }
 
 handler_t write_indexed_records(server *srv, connection *con, plugin_data *p, uint32_t command,
-                                const Record &record, int most)
+                                const SentRecord &sent, int most)
 {
     const handler_t decoded = decode_form(srv, con, p);
     if (decoded != HANDLER_GO_ON) return decoded;
     p->msg_len = 0;
     for (int i = 0; i < most && has_array_element(p->params, "id", i); ++i) {
-        fill_record(p->msg_buf + p->msg_len, record, p->params, i);
-        p->msg_len += record.size;
+        fill_record(p->msg_buf + p->msg_len, sent, p->params, i);
+        p->msg_len += sent.record.size;
     }
     return answer_written(con, p, kelto_sysmgmt_command(srv, p, command));
 }
 
 handler_t create_item(server *srv, connection *con, plugin_data *p, uint32_t command,
-                      const Record &record)
+                      const SentRecord &sent)
 {
     const handler_t decoded = decode_form(srv, con, p);
     if (decoded != HANDLER_GO_ON) return decoded;
-    const int result = command_with_form(srv, p, command, record);
+    const int result = command_with_form(srv, p, command, sent);
     if (result != RET_OK) return refuse(con, p, result);
-    if (reply_record_len(p) < record.size) return fail(con, p, result, INTERNAL_ERROR);
-    return finish_record(con, p, record, CREATED);
+    if (reply_record_len(p) < sent.record.size) return fail(con, p, result, INTERNAL_ERROR);
+    return finish_record(con, p, sent.record, CREATED);
 }
 
 handler_t submit_record(server *srv, connection *con, plugin_data *p, uint32_t command,
-                        const Record &record, const Record &result_record)
+                        const SentRecord &sent, const Record &result_record)
 {
     const handler_t decoded = decode_form(srv, con, p);
     if (decoded != HANDLER_GO_ON) return decoded;
-    const int result = command_with_form(srv, p, command, record);
+    const int result = command_with_form(srv, p, command, sent);
     if (reply_record_len(p) < result_record.size) return fail(con, p, result, INTERNAL_ERROR);
     return finish_record(con, p, result_record, result == RET_OK ? OK : BAD_REQUEST);
 }

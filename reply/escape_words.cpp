@@ -1,5 +1,5 @@
-#include "module/escape.h"
-#include "module/escaping.h"
+#include "reply/escape.h"
+#include "reply/escaping.h"
 
 #ifndef ESCAPE_BY_VECTORS
 

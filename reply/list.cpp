@@ -1,9 +1,9 @@
-#include "module/list.h"
+#include "reply/list.h"
 
 #include <cstdlib>
 #include <cstring>
 
-#include "module/text.h"
+#include "reply/render.h"
 #include "sysmng/command.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "module/text.h"
+#include "reply/text.h"
 
 #include <cstdio>
 #include <cstdlib>

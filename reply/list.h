@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "module/record.h"
+#include "reply/record.h"
 #include "server/lighttpd.h"
 #include "sysmng/plugin_data.h"
 
