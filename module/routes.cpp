@@ -2,13 +2,11 @@
 
 #include <regex.h>
 
-#include <array>
-#include <bit>
-#include <cstring>
+#include <iterator>
 #include <string_view>
 
-#include "module/handlers.h"
-#include "module/text.h"
+#include "handlers/handlers.h"
+#include "reply/text.h"
 
 namespace {
 constexpr http_method_t GET = HTTP_METHOD_GET;
@@ -86,31 +84,16 @@ constexpr Route routes[] = {
     {"/api/zixiStats", "GET", {{GET, handle_zixi_stats_get}}},
     {"/api/srtStats", "GET", {{GET, handle_srt_stats_get}}},
 };
-const size_t route_count = sizeof(routes) / sizeof(routes[0]);
+const size_t route_count = std::size(routes);
 
-/* Not constexpr: to reach it stops the compilation. */
-namespace route_check {
-void path_cannot_be_indexed();
-}
+static_assert([] {
+    for (const Route &route : routes) {
+        if (route.path.back() >= '0' && route.path.back() <= '9') return false;
+    }
+    return true;
+}());
 
 namespace {
-
-/* A path leads to its route by its stem: all of it, or what stands in front of
- * the number at its end. Stems of the same length are told apart by their last
- * bytes first. The index of them is made while compiling. */
-struct Stem {
-    uint64_t ending;
-    const char *text;
-    const Route *route;
-};
-
-constexpr size_t ending_size = sizeof(uint64_t);
-constexpr size_t longest_stem = 48;
-
-struct Index {
-    Stem stems[sizeof(routes) / sizeof(routes[0])]; /* in the order of their lengths */
-    uint8_t first[longest_stem + 2];                /* of each length */
-};
 
 constexpr bool is_pattern(const Route &route)
 {
@@ -122,58 +105,12 @@ constexpr bool is_digit(char c)
     return c >= '0' && c <= '9';
 }
 
-constexpr size_t stem_length(const Route &route)
-{
-    const std::string_view path = route.path;
-    return is_pattern(route) ? path.find('(') - 1 : path.size();
-}
-
-constexpr uint64_t ending_of(const char *text, size_t length)
-{
-    std::array<char, ending_size> bytes = {};
-    for (size_t i = 0; i < ending_size; ++i) bytes[i] = text[length - ending_size + i];
-    return std::bit_cast<uint64_t>(bytes);
-}
-
-consteval Index index_of_routes()
-{
-    Index index = {};
-    size_t made = 0;
-    for (size_t length = 0; length <= longest_stem; ++length) {
-        index.first[length] = static_cast<uint8_t>(made);
-        for (const Route &route : routes) {
-            if (stem_length(route) != length) continue;
-            const char *text = route.path + is_pattern(route);
-            if (length < ending_size || is_digit(text[length - 1]))
-                route_check::path_cannot_be_indexed();
-            index.stems[made++] = {ending_of(text, length), text, &route};
-        }
-    }
-    index.first[longest_stem + 1] = static_cast<uint8_t>(made);
-    if (made != sizeof(routes) / sizeof(routes[0])) route_check::path_cannot_be_indexed();
-    return index;
-}
-
-constexpr Index stem_index = index_of_routes();
-
-const Route *route_of_stem(const char *path, size_t length)
-{
-    if (length < ending_size || length > longest_stem) return nullptr;
-    uint64_t ending;
-    memcpy(&ending, path + length - ending_size, ending_size);
-    const Stem *const end = stem_index.stems + stem_index.first[length + 1];
-    for (const Stem *stem = stem_index.stems + stem_index.first[length]; stem < end; ++stem) {
-        if (stem->ending == ending && memcmp(stem->text, path, length) == 0) return stem->route;
-    }
-    return nullptr;
-}
-
 struct Pattern {
     regex_t compiled;
     bool usable;
 };
 
-Pattern patterns[sizeof(routes) / sizeof(routes[0])]; /* of the routes with one */
+Pattern patterns[std::size(routes)]; /* of the routes with one */
 bool compiled;
 
 /* A server that restarts itself unloads the module and loads it anew. */
@@ -190,7 +127,8 @@ void compile_patterns()
     compiled = true;
     for (size_t i = 0; i < route_count; ++i) {
         if (!is_pattern(routes[i])) continue;
-        patterns[i].usable = regcomp(&patterns[i].compiled, routes[i].path, REG_EXTENDED) == 0;
+        patterns[i].usable =
+            regcomp(&patterns[i].compiled, routes[i].path.data(), REG_EXTENDED) == 0;
     }
 }
 
@@ -204,18 +142,21 @@ bool matches_pattern(const Pattern &pattern, const char *path, int32_t *id)
 
 } // namespace
 
+/* No fixed path ends with a digit, and every pattern does: a path is held
+ * against one kind only. */
 RouteMatch find_route(const char *path)
 {
     compile_patterns();
-    const size_t length = strlen(path);
-    size_t stem = length;
-    while (stem > 0 && is_digit(path[stem - 1])) --stem;
-    const Route *route = route_of_stem(path, stem);
-    int32_t id = 0;
-    const bool matches =
-        route && (is_pattern(*route) ? matches_pattern(patterns[route - routes], path, &id)
-                                     : stem == length);
-    return matches ? RouteMatch{route, id} : RouteMatch{nullptr, 0};
+    const std::string_view text = path;
+    const bool has_id = !text.empty() && is_digit(text.back());
+    for (size_t i = 0; i < route_count; ++i) {
+        int32_t id = 0;
+        const bool matches = is_pattern(routes[i])
+                                 ? has_id && matches_pattern(patterns[i], path, &id)
+                                 : !has_id && routes[i].path == text;
+        if (matches) return {&routes[i], id};
+    }
+    return {nullptr, 0};
 }
 
 const Action *find_action(const Route &route, http_method_t method)

@@ -3,8 +3,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
-#include "module/handler.h"
+#include "handlers/handler.h"
 #include "server/lighttpd.h"
 
 /* One method of a route, with a handler for it. */
@@ -19,12 +20,12 @@ struct Action {
 };
 
 struct Route {
-    const char *path;  /* exact, or a pattern whose group 1 is the identifier */
-    const char *allow; /* the "Allow" header of a 405 */
+    std::string_view path; /* exact, or a regular expression whose group 1 is the identifier */
+    const char *allow;     /* the "Allow" header of a 405 */
     Action actions[3];
 };
 
-/* In the order of comparison; patterns begin with '^'. */
+/* Regular expressions begin with '^'. */
 extern const Route routes[];
 extern const size_t route_count;
 
@@ -33,8 +34,8 @@ struct RouteMatch {
     int32_t id;
 };
 
-/* Finds the route of `path`. Patterns are compiled on the first call and kept;
- * one that cannot be compiled matches nothing. */
+/* Finds the route of `path`. The regular expressions are compiled on the first
+ * call and kept; one that cannot be compiled matches nothing. */
 RouteMatch find_route(const char *path);
 
 /* Null when the route does not accept the method. */
