@@ -24,9 +24,9 @@
 #include "input/form.h"
 #include "input/multipart.h"
 #include "input/params.h"
-#include "module/escape.h"
-#include "module/list.h"
 #include "module/routes.h"
+#include "reply/escape.h"
+#include "reply/list.h"
 #include "server/hosting/hosting.h"
 #include "sysmng/bytes.h"
 #include "sysmng/client.h"
@@ -113,7 +113,6 @@ void Material::make_list()
 
 Material::Material()
 {
-    hosted_log_to_fd(-1);
     hosted_append_memory(con, stream_form);
     const int lines = memfd_create("debug-lines", MFD_CLOEXEC);
     const int standard_error = dup(STDERR_FILENO);

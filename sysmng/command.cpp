@@ -20,9 +20,13 @@ constexpr timeval reply_wait = {SYSMNG_EXCHANGE_SECONDS, 0};
 constexpr uint32_t largest_reply = 16 * 1024 * 1024;
 
 constexpr uint32_t result_success = 1;
-constexpr uint32_t command_at = 0, result_at = 4, data_len_at = 8;
 
 constexpr const char *label = "kelto_sysmgmt_command";
+
+const ReplyPreamble *preamble_of(const plugin_data *p)
+{
+    return reinterpret_cast<const ReplyPreamble *>(p->msg_buf);
+}
 
 /* Makes room for a reply payload of `needed` bytes. */
 bool grow_msg_buf(server *srv, plugin_data *p, uint32_t needed)
@@ -76,8 +80,9 @@ bool check_reply(server *srv, plugin_data *p, uint32_t code, uint32_t type, uint
         return false;
     }
     p->reply_received = payload_len;
-    const uint32_t command = load_u32(p->msg_buf + command_at);
-    const uint32_t result = load_u32(p->msg_buf + result_at);
+    const ReplyPreamble *preamble = preamble_of(p);
+    const uint32_t command = load_u32(preamble->command);
+    const uint32_t result = load_u32(preamble->result);
     if (command != code || result != result_success) {
         log_error_write(srv, label, __LINE__, "sdsdsd", "SysMngReceiveMsg Returned invalid type ",
                         static_cast<int>(command), "(expected", static_cast<int>(code),
@@ -132,7 +137,7 @@ uint8_t *reply_record(plugin_data *p)
 uint32_t reply_record_len(const plugin_data *p)
 {
     if (!reply_arrived(p)) return 0;
-    const uint32_t claimed = load_u32(p->msg_buf + data_len_at);
+    const uint32_t claimed = load_u32(preamble_of(p)->data_len);
     const uint32_t arrived = p->reply_received - REPLY_PREAMBLE_LEN;
     return claimed < arrived ? claimed : arrived;
 }

@@ -1,6 +1,7 @@
 /* One command to the management daemon: send, wait, receive, check. */
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "server/lighttpd.h"
@@ -16,10 +17,15 @@ static_assert(CMD_MAX_NUM == 63);
 /* The name of each code. */
 extern "C" EXPORTED const char *const command_names[CMD_MAX_NUM + 1];
 
-/* Every reply payload begins with a preamble: the command's code echoed, the
- * result (1 is success) and the length of the record that follows it, each a
- * little-endian u32. */
+/* What every reply payload begins with, for load_u32. */
+struct ReplyPreamble {
+    uint8_t command[4];  /* the command's code, echoed */
+    uint8_t result[4];   /* 1 is success */
+    uint8_t data_len[4]; /* of the record that follows */
+};
 constexpr uint32_t REPLY_PREAMBLE_LEN = 12;
+static_assert(sizeof(ReplyPreamble) == REPLY_PREAMBLE_LEN);
+static_assert(offsetof(ReplyPreamble, result) == 4 && offsetof(ReplyPreamble, data_len) == 8);
 
 /* Sends the first `msg_len` bytes of `msg_buf` as the command `code` and waits
  * up to 30 seconds for its reply, which lands in `msg_buf`; the buffer may be

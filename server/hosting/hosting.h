@@ -58,9 +58,6 @@ const char *hosted_response_header(connection *con, std::string_view name);
 std::string_view hosted_response_body(connection *con);
 
 /* Where log_error_write goes: to a function, one call a line, which gets the
- * items in `text`, escaped, each with a blank behind it. Without one, lines
- * with the time in front go to `fd`, each in one write; at first that is
- * standard error. -1 is nowhere. */
+ * items in `text`, escaped, each with a blank behind it. Without one, nowhere. */
 using LogSink = void(server *srv, const char *label, unsigned line, const char *text);
 void hosted_log_to(LogSink *sink);
-void hosted_log_to_fd(int fd);

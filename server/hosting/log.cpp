@@ -1,11 +1,6 @@
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <ctime>
 
 #include "server/hosting/hosting.h"
 #include "server/hosting/memory.h"
@@ -13,14 +8,11 @@
 namespace {
 
 LogSink *log_sink;
-int log_fd = STDERR_FILENO;
 buffer items; /* of the line being made; its storage is kept */
-buffer whole_line;
 
-[[gnu::destructor]] void free_lines()
+[[gnu::destructor]] void free_items()
 {
     free(items.ptr);
-    free(whole_line.ptr);
 }
 
 void append(buffer &out, std::string_view text)
@@ -86,29 +78,6 @@ void append_items(buffer &out, const char *fmt, va_list args)
     }
 }
 
-void write_line(const char *label, unsigned line, std::string_view text)
-{
-    char time_text[32], number[16];
-    const time_t now = time(nullptr);
-    tm parts;
-    strftime(time_text, sizeof(time_text), "%Y-%m-%d %H:%M:%S", localtime_r(&now, &parts));
-    snprintf(number, sizeof(number), ".%u) ", line);
-    assign(whole_line, time_text);
-    append(whole_line, ": (");
-    append(whole_line, label);
-    append(whole_line, number);
-    append(whole_line, text);
-    append(whole_line, "\n");
-    const char *rest = whole_line.ptr;
-    for (size_t left = whole_line.used - 1; left > 0;) {
-        const ssize_t written = write(log_fd, rest, left);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) return;
-        rest += written;
-        left -= static_cast<size_t>(written);
-    }
-}
-
 } // namespace
 
 void hosted_log_to(LogSink *sink)
@@ -116,24 +85,14 @@ void hosted_log_to(LogSink *sink)
     log_sink = sink;
 }
 
-void hosted_log_to_fd(int fd)
-{
-    log_sink = nullptr;
-    log_fd = fd;
-}
-
 int log_error_write(server *srv, const char *filename, unsigned int line, const char *fmt, ...)
 {
-    if (!log_sink && log_fd == -1) return 0;
+    if (!log_sink) return 0;
     assign(items, "");
     va_list args;
     va_start(args, fmt);
     append_items(items, fmt, args);
     va_end(args);
-    if (log_sink) {
-        log_sink(srv, filename, line, items.ptr);
-    } else {
-        write_line(filename, line, text_of(items));
-    }
+    log_sink(srv, filename, line, items.ptr);
     return 0;
 }
