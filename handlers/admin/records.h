@@ -7,7 +7,8 @@
 namespace records {
 using namespace field;
 
-/* clang-format off: a field a line */
+/* One field a line: */
+/* clang-format off */
 
 RECORD(network_interface_record, 481,
     at(0, id("id")),

@@ -6,7 +6,8 @@
 namespace records {
 using namespace field;
 
-/* clang-format off: a field a line */
+/* One field a line: */
+/* clang-format off */
 
 RECORD(uptime_record, 518,
     at(0, text("dateTime", 255)),

@@ -6,7 +6,8 @@
 namespace records {
 using namespace field;
 
-/* clang-format off: a field a line */
+/* One field a line: */
+/* clang-format off */
 
 RECORD(stream_record, 1694,
     at(0, id("id")),
