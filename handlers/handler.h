@@ -4,7 +4,10 @@
  * answer is ready, with the text in reply_buf and its length in reply_len (0
  * for an answer without a body). Any other result goes to the server as it is:
  * HANDLER_ERROR after a failed read, write or create, with the status set, or
- * what the body decoder returned while the body is still arriving. */
+ * what the body decoder returned while the body is still arriving.
+ *
+ * A handler makes its answer only when its last command is done: while a command
+ * waits for its reply, a server may call handlers that send none. */
 #pragma once
 
 #include <cstdint>

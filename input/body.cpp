@@ -11,6 +11,7 @@
 #include "input/form.h"
 #include "input/multipart.h"
 #include "input/params.h"
+#include "sysmng/wait.h"
 
 namespace {
 
@@ -132,6 +133,24 @@ handler_t decode_form_body(server *srv, chunk *first, plugin_data *p)
     return HANDLER_GO_ON;
 }
 
+/* A file can be large and the disk slow: what else there is to do gets its turn
+ * between two pieces. */
+constexpr size_t piece_bytes = 256 * 1024;
+
+/* False when nobody wants the body any more. */
+bool parse_file(server *srv, const chunk *c, array *params, multipart_parser &parser)
+{
+    const char *data = c->file.mmap.start;
+    for (size_t left = c->file.mmap.length; left > 0;) {
+        const size_t length = left < piece_bytes ? left : piece_bytes;
+        parse_multipart_chunk(srv, data, length, params, &parser);
+        data += length;
+        left -= length;
+        if ((left > 0 || c->next) && !give_way()) return false;
+    }
+    return true;
+}
+
 /* A multipart form. Without a boundary nothing can be told apart: the body
  * yields no parameters. */
 handler_t decode_multipart_body(server *srv, chunk *first, plugin_data *p, const char *boundary)
@@ -145,13 +164,12 @@ handler_t decode_multipart_body(server *srv, chunk *first, plugin_data *p, const
         if (c->type == chunk::MEM_CHUNK) {
             const Span bytes = body_bytes(c);
             parse_multipart_chunk(srv, bytes.data, bytes.length, p->params, &parser);
-        } else if (map_file(srv, c)) {
-            parse_multipart_chunk(srv, c->file.mmap.start, c->file.mmap.length, p->params, &parser);
+        } else if (!map_file(srv, c) || !parse_file(srv, c, p->params, parser)) {
+            result = HANDLER_ERROR;
+        } else {
             /* The server unmaps the file at the end of the request. Until then its pages would
              * count as the server's memory. */
             madvise(c->file.mmap.start, c->file.mmap.length, MADV_DONTNEED);
-        } else {
-            result = HANDLER_ERROR;
         }
     }
     multipart_parser_finish(&parser, result == HANDLER_GO_ON);

@@ -8,18 +8,20 @@
 
 namespace {
 
-/* The request's path, at most 511 characters. Longer ones are no route's, and
- * cut they would lead elsewhere: they stay with the server. */
-char path_copy[512];
+/* Longer paths are no route's, and cut they would lead elsewhere: they stay
+ * with the server. */
+struct Path {
+    char text[512];
+};
 
 /* False when the path is not for this module. One trailing slash is removed. */
-bool copy_path(const buffer *path)
+bool copy_path(Path &copy, const buffer *path)
 {
     size_t length = path->used > 0 ? path->used - 1 : 0;
-    if (length == 0 || length >= sizeof(path_copy)) return false;
-    memcpy(path_copy, path->ptr, length);
-    if (path_copy[length - 1] == '/') --length;
-    path_copy[length] = '\0';
+    if (length == 0 || length >= sizeof(copy.text)) return false;
+    memcpy(copy.text, path->ptr, length);
+    if (copy.text[length - 1] == '/') --length;
+    copy.text[length] = '\0';
     return true;
 }
 
@@ -85,9 +87,9 @@ bool is_untaken(server *srv, const connection *con)
     return con->mode == DIRECT;
 }
 
-handler_t dispatch(server *srv, connection *con, plugin_data *p)
+handler_t dispatch(server *srv, connection *con, plugin_data *p, const Path &path)
 {
-    const RouteMatch match = find_route(path_copy);
+    const RouteMatch match = find_route(path.text);
     if (!match.route) return HANDLER_GO_ON;
     const Action *action = find_action(*match.route, con->request.http_method);
     if (!action) {
@@ -104,12 +106,31 @@ handler_t dispatch(server *srv, connection *con, plugin_data *p)
 
 handler_t mod_kelto_sysmgmt_handle_uri_clean(server *srv, connection *con, plugin_data *p)
 {
-    if (!is_untaken(srv, con) || !copy_path(con->uri.path)) return HANDLER_GO_ON;
+    Path path;
+    if (!is_untaken(srv, con) || !copy_path(path, con->uri.path)) return HANDLER_GO_ON;
     p->reply_len = 0;
-    switch (apply_path_rules(srv, con, p, path_copy)) {
+    switch (apply_path_rules(srv, con, p, path.text)) {
         case PathRule::Serve: return HANDLER_GO_ON;
         case PathRule::Redirect: return HANDLER_FINISHED;
         case PathRule::Route: break;
     }
-    return dispatch(srv, con, p);
+    return dispatch(srv, con, p, path);
+}
+
+Needs needs_of(const connection *con)
+{
+    Path path;
+    if (!copy_path(path, con->uri.path)) return Needs::Nothing;
+    const RouteMatch match = find_route(path.text);
+    const Action *action =
+        match.route ? find_action(*match.route, con->request.http_method) : nullptr;
+    const Needs needs = action ? action->needs : Needs::Nothing;
+    return needs == Needs::Nothing && !version_known() ? Needs::Daemon : needs;
+}
+
+bool answers_path(const connection *con)
+{
+    Path path;
+    if (!copy_path(path, con->uri.path)) return false;
+    return path_rule(path.text) == PathRule::Redirect || find_route(path.text).route;
 }

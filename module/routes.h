@@ -8,15 +8,31 @@
 #include "handlers/handler.h"
 #include "server/lighttpd.h"
 
+/* What a handler uses besides the request's head: what a server that serves
+ * several requests at a time has to know before it calls one. */
+enum class Needs : uint8_t {
+    Nothing,
+    Daemon, /* it sends commands */
+    Form    /* it decodes the whole body, and then sends commands */
+};
+
+constexpr Needs usual_needs(http_method_t method)
+{
+    return method == HTTP_METHOD_PUT || method == HTTP_METHOD_POST ? Needs::Form : Needs::Daemon;
+}
+
 /* One method of a route, with a handler for it. */
 struct Action {
-    http_method_t method;
-    Handler *handler;
-    IdHandler *id_handler; /* on the routes whose path holds an identifier */
+    http_method_t method = HTTP_METHOD_UNSET;
+    Handler *handler = nullptr;
+    IdHandler *id_handler = nullptr; /* on the routes whose path holds an identifier */
+    Needs needs = Needs::Nothing;
 
-    constexpr Action() : method(HTTP_METHOD_UNSET), handler(nullptr), id_handler(nullptr) {}
-    constexpr Action(http_method_t m, Handler *h) : method(m), handler(h), id_handler(nullptr) {}
-    constexpr Action(http_method_t m, IdHandler *h) : method(m), handler(nullptr), id_handler(h) {}
+    constexpr Action() = default;
+    constexpr Action(http_method_t m, Handler *h) : Action(m, h, usual_needs(m)) {}
+    constexpr Action(http_method_t m, Handler *h, Needs n) : method(m), handler(h), needs(n) {}
+    constexpr Action(http_method_t m, IdHandler *h) : Action(m, h, usual_needs(m)) {}
+    constexpr Action(http_method_t m, IdHandler *h, Needs n) : method(m), id_handler(h), needs(n) {}
 };
 
 struct Route {

@@ -45,9 +45,14 @@ const char *below_prefix(const char *path)
 
 } // namespace
 
+bool version_known()
+{
+    return current_version[0] != '\0';
+}
+
 void get_current_version(server *srv, plugin_data *p)
 {
-    if (current_version[0] != '\0') return;
+    if (version_known()) return;
     if (!ask_daemon_for_version(srv, p)) make_date_tag();
 }
 
@@ -69,21 +74,26 @@ void do_redirect(server *, connection *con, const char *rest)
     con->file_finished = 1;
 }
 
+PathRule path_rule(const char *path)
+{
+    if (starts_with("/views", path)) return PathRule::Route;
+    if (starts_with("/v", path)) {
+        return starts_with(current_version, path + 2) ? PathRule::Serve : PathRule::Redirect;
+    }
+    return starts_with("/api", path) ? PathRule::Route : PathRule::Redirect;
+}
+
 PathRule apply_path_rules(server *srv, connection *con, plugin_data *p, const char *path)
 {
     get_current_version(srv, p);
-    if (starts_with("/views", path)) return PathRule::Route;
-    if (starts_with("/v", path)) {
-        const char *rest = below_prefix(path);
-        if (!starts_with(current_version, path + 2)) {
-            do_redirect(srv, con, rest);
-            return PathRule::Redirect;
-        }
+    const PathRule rule = path_rule(path);
+    if (rule == PathRule::Route) return rule;
+    const char *rest = starts_with("/v", path) ? below_prefix(path) : path;
+    if (rule == PathRule::Redirect) {
+        do_redirect(srv, con, rest);
+    } else {
         buffer_reset(con->uri.path);
         buffer_append_string_len(con->uri.path, rest, strlen(rest));
-        return PathRule::Serve;
     }
-    if (starts_with("/api", path)) return PathRule::Route;
-    do_redirect(srv, con, path);
-    return PathRule::Redirect;
+    return rule;
 }

@@ -9,6 +9,9 @@
  * When it does not tell, a tag made of the date takes its place. */
 void get_current_version(server *srv, plugin_data *p);
 
+/* Whether it has been asked for. */
+bool version_known();
+
 /* 1 when `text` begins with `prefix`, else 0. */
 int starts_with(const char *prefix, const char *text);
 
@@ -21,5 +24,9 @@ enum class PathRule {
     Redirect /* answered */
 };
 
-/* Applies the rules to `path`, the request path without its trailing slash. */
+/* What becomes of `path`, the request path without its trailing slash. While
+ * the version is not known, everything under "/v" is the server's. */
+PathRule path_rule(const char *path);
+
+/* Asks for the version where it is not known, and does what the rule says. */
 PathRule apply_path_rules(server *srv, connection *con, plugin_data *p, const char *path);

@@ -92,9 +92,7 @@ bool check_reply(server *srv, plugin_data *p, uint32_t code, uint32_t type, uint
     return true;
 }
 
-} // namespace
-
-int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code)
+int exchange(server *srv, plugin_data *p, uint32_t code)
 {
     p->reply_received = 0;
     log_error_write(srv, label, __LINE__, "sd", "kelto_sysmgmt_command: ", static_cast<int>(code));
@@ -104,6 +102,7 @@ int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code)
         log_error_write(srv, label, __LINE__, "sd", "SysMngSendMsg Returned ret=", ret);
         return RET_ERROR;
     }
+    ++command_counts.sent;
     log_error_write(srv, label, __LINE__, "s", "Send command OK");
 
     ret = SysMngWaitMsg(p->conn, reply_wait);
@@ -122,6 +121,18 @@ int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code)
     }
     log_error_write(srv, label, __LINE__, "s", "Will return SUCCESS");
     return RET_OK;
+}
+
+} // namespace
+
+CommandCounts command_counts;
+
+int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code)
+{
+    const int ret = exchange(srv, p, code);
+    if (ret == RET_TIMEOUT) ++command_counts.timed_out;
+    if (ret != RET_OK && ret != RET_TIMEOUT) ++command_counts.failed;
+    return ret;
 }
 
 bool reply_arrived(const plugin_data *p)

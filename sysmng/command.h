@@ -38,6 +38,13 @@ static_assert(offsetof(ReplyPreamble, result) == 4 && offsetof(ReplyPreamble, da
  * reply_arrived says that the daemon did answer. */
 int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code);
 
+/* Since the start of the process. A command that the daemon refuses counts as
+ * failed; one that timed out does not. */
+struct CommandCounts {
+    uint32_t sent, failed, timed_out;
+};
+extern CommandCounts command_counts;
+
 /* Whether a reply, good or refused, came back for the last command. */
 bool reply_arrived(const plugin_data *p);
 

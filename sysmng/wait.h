@@ -1,4 +1,5 @@
-/* The one place where the link waits. */
+/* Where the module holds up the thread: a server that can do something else
+ * meanwhile puts functions of its own here. */
 #pragma once
 
 #include <sys/time.h>
@@ -11,6 +12,11 @@ using WaitReadable = int(int fd, timeval *left);
 /* By select, which blocks the thread. */
 WaitReadable select_readable;
 
-/* What the link uses: select_readable, until a server that can do something
- * else meanwhile puts a function of its own here. */
+/* What the link uses; select_readable by default. */
 extern WaitReadable *wait_readable;
+
+/* Called between two pieces of long work. False when nobody wants it any more. */
+using GiveWay = bool();
+
+/* Always true by default. */
+extern GiveWay *give_way;
