@@ -1,15 +1,22 @@
 #include "adapter/bridge.h"
 
+#include <cstdlib>
 #include <string_view>
 
+#include "adapter/line.h"
 #include "module/dispatcher.h"
 #include "module/plugin.h"
 #include "server/hosting/hosting.h"
+#include "sysmng/command.h"
 
 namespace {
 
 plugin descriptor;
-connection *con; /* of every request, one after the other */
+
+/* Requests that are done with are used again, with their storage. */
+module_request *unused;
+unsigned unused_count;
+constexpr unsigned most_unused = 8;
 
 /* The first word of the state, which a 1.4.51 writes. Any but 0 will do. */
 constexpr size_t plugin_index = 1;
@@ -24,30 +31,56 @@ stock_text text_of(const buffer *b)
     return b->used > 0 ? stock_text{b->ptr, b->used - 1} : stock_text{"", 0};
 }
 
-/* The module hands its server through unread, so what it gets as its server is
- * the packaged server's request. */
-server *as_server(void *request)
+/* What the module gets as its server is the module_request. */
+void write_log(server *m, const char *label, unsigned line, const char *text)
 {
-    return static_cast<server *>(request);
+    server_write_log(reinterpret_cast<module_request *>(m)->request, label, line, text);
 }
 
-handler_t read_body(server *request, connection *, void *)
+void hand_over_headers(const module_request *m)
 {
-    return static_cast<handler_t>(server_read_body(request));
-}
-
-void write_log(server *request, const char *label, unsigned line, const char *text)
-{
-    server_log(request, label, line, text);
-}
-
-void hand_over_headers(void *request)
-{
-    const array *headers = hosted_response_headers(con);
+    const array *headers = hosted_response_headers(m->con);
     for (size_t i = 0; i < headers->used; ++i) {
         const data_string *header = reinterpret_cast<data_string *>(headers->data[i]);
-        server_set_header(request, text_of(header->key), text_of(header->value));
+        server_set_header(m->request, text_of(header->key), text_of(header->value));
     }
+}
+
+module_request *take_unused()
+{
+    module_request *m = unused;
+    if (!m) return nullptr;
+    unused = m->next;
+    --unused_count;
+    return m;
+}
+
+module_request *make_request()
+{
+    module_request *m = static_cast<module_request *>(calloc(1, sizeof(module_request)));
+    if (m && !(m->con = hosted_connection_new())) {
+        free(m);
+        return nullptr;
+    }
+    return m;
+}
+
+void destroy(module_request *m)
+{
+    hosted_connection_free(m->con);
+    free(m);
+}
+
+void put_aside(module_request *m)
+{
+    if (unused_count == most_unused) {
+        destroy(m);
+        return;
+    }
+    hosted_connection_reset(m->con);
+    m->next = unused;
+    unused = m;
+    ++unused_count;
 }
 
 } // namespace
@@ -56,21 +89,20 @@ void *module_init()
 {
     hosted_log_to(write_log);
     describe_plugin(&descriptor);
-    con = hosted_connection_new();
-    size_t *state = descriptor.name && con ? static_cast<size_t *>(descriptor.init()) : nullptr;
-    if (state) {
-        *state = plugin_index;
-    } else {
-        module_cleanup(nullptr);
+    size_t *state = descriptor.name ? static_cast<size_t *>(descriptor.init()) : nullptr;
+    if (!state || !line_open(descriptor.handle_uri_clean, state)) {
+        module_cleanup(state);
+        return nullptr;
     }
+    *state = plugin_index;
     return state;
 }
 
 void module_cleanup(void *state)
 {
+    line_close();
     descriptor.cleanup(nullptr, state);
-    hosted_connection_free(con);
-    con = nullptr;
+    while (unused) destroy(take_unused());
     buffer_free(descriptor.name);
     descriptor.name = nullptr;
 }
@@ -85,57 +117,90 @@ int module_handle_trigger(void *state)
     return descriptor.handle_trigger(nullptr, state);
 }
 
-int module_request_reset(void *state)
+struct module_statistics module_get_statistics()
 {
-    return descriptor.connection_reset(nullptr, con, state);
+    return {command_counts.sent, command_counts.failed, command_counts.timed_out, line_waiting(),
+            static_cast<unsigned>(line_longest_wait_us() / 1000)};
 }
 
-void module_begin(int method, stock_text path, int taken)
+module_request *module_request_new(void *request, int method, stock_text path)
 {
-    con->request.http_method = static_cast<http_method_t>(method);
-    if (taken) con->mode = plugin_index + 1;
-    hosted_set_path(con, view(path));
-    hosted_on_read_body(con, read_body, nullptr);
+    module_request *m = take_unused();
+    if (!m && !(m = make_request())) return nullptr;
+    m->request = request;
+    m->stage = module_request::NEW;
+    m->waiting_since_us = 0;
+    m->con->request.http_method = static_cast<http_method_t>(method);
+    hosted_set_path(m->con, view(path));
+    return m;
 }
 
-void module_add_request_header(stock_text name, stock_text value)
+void module_request_free(module_request *m)
 {
-    hosted_add_request_header(con, view(name), view(value));
+    if (line_leave(m)) put_aside(m);
 }
 
-void module_add_response_header(stock_text name, stock_text value)
+int module_needs_body(const module_request *m)
 {
-    http_header_response_set(con, HTTP_HEADER_OTHER, name.data, name.length, value.data,
+    return needs_of(m->con) == Needs::Form;
+}
+
+int module_answers_path(const module_request *m)
+{
+    return answers_path(m->con);
+}
+
+void module_add_request_header(module_request *m, stock_text name, stock_text value)
+{
+    hosted_add_request_header(m->con, view(name), view(value));
+}
+
+void module_add_response_header(module_request *m, stock_text name, stock_text value)
+{
+    http_header_response_set(m->con, HTTP_HEADER_OTHER, name.data, name.length, value.data,
                              value.length);
 }
 
-void module_begin_body(int64_t length)
+void module_set_body_length(module_request *m, int64_t length)
 {
-    hosted_clear_body(con);
-    con->request.content_length = length;
+    m->con->request.content_length = length;
 }
 
-void module_append_memory(stock_text bytes, size_t offset)
+void module_append_memory(module_request *m, stock_text bytes, size_t offset)
 {
-    hosted_append_memory_view(con, view(bytes), offset);
+    hosted_append_memory_view(m->con, view(bytes), offset);
 }
 
-void module_append_file(stock_text name, int64_t length, int fd)
+void module_append_file(module_request *m, stock_text name, int64_t length, int fd)
 {
-    hosted_append_file(con, view(name), length, fd);
+    hosted_append_file(m->con, view(name), length, fd);
 }
 
-stock_answer module_handle(void *state, void *request)
+int module_handle(module_request *m)
 {
-    const handler_t result = descriptor.handle_uri_clean(as_server(request), con, state);
-    hand_over_headers(request);
-    const std::string_view body = hosted_response_body(con);
-    if (!body.empty()) server_append_body(request, {body.data(), body.size()});
-    return {result, con->http_status, con->file_finished, con->mode == plugin_index,
-            text_of(con->uri.path)};
+    return line_enter(m);
 }
 
-void module_end()
+int module_is_answered(const module_request *m)
 {
-    hosted_connection_reset(con);
+    return m->stage == module_request::ANSWERED;
+}
+
+int module_is_in_line(const module_request *m)
+{
+    return m->stage == module_request::IN_LINE;
+}
+
+stock_answer module_answer(module_request *m)
+{
+    hand_over_headers(m);
+    const std::string_view body = hosted_response_body(m->con);
+    if (!body.empty()) server_append_body(m->request, {body.data(), body.size()});
+    return {m->result, m->con->http_status, m->con->file_finished, m->con->mode == plugin_index,
+            text_of(m->con->uri.path)};
+}
+
+void module_go_on()
+{
+    line_go_on();
 }

@@ -5,6 +5,7 @@
 #include "base.h"
 #include "buffer.h"
 #include "chunk.h"
+#include "connections.h"
 #include "fdevent.h"
 #include "http_header.h"
 #include "log.h"
@@ -13,11 +14,20 @@
 
 #include "adapter/bridge.h"
 #include "adapter/versions.h"
+#include "adapter/watch.h"
+
+/* What mod_status shows of the module. */
+typedef struct {
+    int *sent, *failed, *timed_out, *waiting, *longest_wait;
+} statistics;
 
 typedef struct {
     PLUGIN_DATA;
     void *state; /* the module's */
+    statistics shown;
 } plugin_data;
+
+static server *srv; /* of the process */
 
 static handler_t current_result(int stock)
 {
@@ -27,17 +37,6 @@ static handler_t current_result(int stock)
         case STOCK_HANDLER_COMEBACK: return HANDLER_COMEBACK;
         case STOCK_HANDLER_WAIT_FOR_EVENT: return HANDLER_WAIT_FOR_EVENT;
         default: return HANDLER_ERROR;
-    }
-}
-
-static int stock_result(handler_t current)
-{
-    switch (current) {
-        case HANDLER_GO_ON: return STOCK_HANDLER_GO_ON;
-        case HANDLER_FINISHED: return STOCK_HANDLER_FINISHED;
-        case HANDLER_COMEBACK: return STOCK_HANDLER_COMEBACK;
-        case HANDLER_WAIT_FOR_EVENT: return STOCK_HANDLER_WAIT_FOR_EVENT;
-        default: return STOCK_HANDLER_ERROR;
     }
 }
 
@@ -60,14 +59,14 @@ static struct stock_text text_of(const buffer *b)
     return (struct stock_text){b->ptr, buffer_clen(b)};
 }
 
-static void hand_over_chunk(const chunk *c)
+static void hand_over_chunk(struct module_request *m, const chunk *c)
 {
     if (c->type == MEM_CHUNK) {
-        module_append_memory(text_of(c->mem), (size_t)c->offset);
+        module_append_memory(m, text_of(c->mem), (size_t)c->offset);
     } else {
         /* The module closes the descriptor that it maps. */
         const int fd = c->file.fd >= 0 ? dup(c->file.fd) : -1;
-        module_append_file(text_of(c->mem), c->file.length, fd);
+        module_append_file(m, text_of(c->mem), c->file.length, fd);
     }
 }
 
@@ -77,25 +76,25 @@ static int body_is_whole(const request_st *r)
 }
 
 /* Before the body is complete the module has no use for its pieces. */
-static void hand_over_body(const request_st *r)
+static void hand_over_body(struct module_request *m, const request_st *r)
 {
-    module_begin_body(r->reqbody_length);
+    module_set_body_length(m, r->reqbody_length);
     if (!body_is_whole(r)) return;
-    for (const chunk *c = r->reqbody_queue.first; c; c = c->next) hand_over_chunk(c);
+    for (const chunk *c = r->reqbody_queue.first; c; c = c->next) hand_over_chunk(m, c);
 }
 
 /* With what other plugins have set, so that the module's appending joins. */
-static void hand_over_headers(const request_st *r)
+static void hand_over_headers(struct module_request *m, const request_st *r)
 {
     const buffer *type =
         http_header_request_get(r, HTTP_HEADER_CONTENT_TYPE, CONST_STR_LEN("Content-Type"));
     if (type) {
-        module_add_request_header((struct stock_text){CONST_STR_LEN("Content-Type")},
+        module_add_request_header(m, (struct stock_text){CONST_STR_LEN("Content-Type")},
                                   text_of(type));
     }
     for (uint32_t i = 0; i < r->resp_headers.used; ++i) {
         const data_string *header = (const data_string *)r->resp_headers.data[i];
-        module_add_response_header(text_of(&header->key), text_of(&header->value));
+        module_add_response_header(m, text_of(&header->key), text_of(&header->value));
     }
 }
 
@@ -108,14 +107,6 @@ static handler_t read_body(request_st *r)
     r->conf.stream_request_body &= (unsigned short)~streaming;
     const handler_t result = r->con->reqbody_read(r);
     return result == HANDLER_GO_ON && !body_is_whole(r) ? HANDLER_WAIT_FOR_EVENT : result;
-}
-
-int server_read_body(void *request)
-{
-    request_st *r = request;
-    const handler_t result = read_body(r);
-    if (result == HANDLER_GO_ON) hand_over_body(r);
-    return stock_result(result);
 }
 
 void server_set_header(void *request, struct stock_text name, struct stock_text value)
@@ -132,10 +123,27 @@ void server_append_body(void *request, struct stock_text bytes)
 }
 
 /* The items come escaped, and pass the server's own escaping unchanged. */
-void server_log(void *request, const char *label, unsigned line, const char *text)
+void server_write_log(void *request, const char *label, unsigned line, const char *text)
 {
     const request_st *r = request;
-    log_error(r->conf.errh, label, line, "%s", text);
+    log_error(r ? r->conf.errh : srv->errh, label, line, "%s", text);
+}
+
+static void show_statistics(plugin_data *p)
+{
+    const struct module_statistics now = module_get_statistics();
+    *p->shown.sent = (int)now.commands_sent;
+    *p->shown.failed = (int)now.commands_failed;
+    *p->shown.timed_out = (int)now.commands_timed_out;
+    *p->shown.waiting = (int)now.requests_waiting;
+    *p->shown.longest_wait = (int)now.longest_wait_ms;
+}
+
+static void forget_request(request_st *r, plugin_data *p)
+{
+    module_request_free(r->plugin_ctx[p->id]);
+    r->plugin_ctx[p->id] = NULL;
+    show_statistics(p);
 }
 
 static void take_path(request_st *r, struct stock_text path)
@@ -148,70 +156,129 @@ static void take_path(request_st *r, struct stock_text path)
 /* A failure with a status is an answer here: a 1.4.51 would close the
  * connection without one. And the answer stays whole, as there: no ranges are
  * cut out of it. */
-static handler_t take_answer(request_st *r, plugin_data *p, const struct stock_answer *answer)
+static handler_t take_answer(request_st *r, plugin_data *p, struct module_request *m)
 {
-    const int failed = answer->result == STOCK_HANDLER_ERROR && answer->status != 0;
-    take_path(r, answer->path);
-    if (answer->status != 0) r->http_status = answer->status;
-    if (answer->taken || failed) r->handler_module = MODULE_OF(p);
-    if (answer->finished || failed) {
+    const struct stock_answer answer = module_answer(m);
+    const int failed = answer.result == STOCK_HANDLER_ERROR && answer.status != 0;
+    take_path(r, answer.path);
+    if (answer.status != 0) r->http_status = answer.status;
+    if (answer.taken || failed) r->handler_module = MODULE_OF(p);
+    if (answer.finished || failed) {
         r->resp_body_finished = 1;
         r->conf.range_requests = 0;
     }
-    return failed ? HANDLER_FINISHED : current_result(answer->result);
+    module_request_free(m);
+    r->plugin_ctx[p->id] = NULL;
+    return failed ? HANDLER_FINISHED : current_result(answer.result);
 }
 
-/* Many HTTP/2 clients take an answer that comes before the end of their body
- * for a broken stream, so there the body is read first, wanted or not. */
-static handler_t await_body(request_st *r)
+/* The body is there before the request has its turn with the daemon: a client
+ * that is slow to send it holds up nobody else. And many HTTP/2 clients take an
+ * answer that comes before the end of their body for a broken stream, so there
+ * the body is read first, wanted or not. */
+static int awaits_body(const request_st *r, const struct module_request *m)
 {
-    if (r->http_version <= HTTP_VERSION_1_1 || r->handler_module) return HANDLER_GO_ON;
-    return body_is_whole(r) ? HANDLER_GO_ON : read_body(r);
+    if (body_is_whole(r)) return 0;
+    return module_needs_body(m) || (r->http_version > HTTP_VERSION_1_1 && module_answers_path(m));
 }
 
-static handler_t handle_request(request_st *r, plugin_data *p)
+/* The server asks this plugin again when the client does something, and starts
+ * anew with all plugins when the answer is there. A client that closes its
+ * connection shows only where it is asked for. */
+static handler_t wait_for_answer(request_st *r, plugin_data *p, struct module_request *m)
 {
-    const handler_t arrived = await_body(r);
-    if (arrived != HANDLER_GO_ON) return arrived;
-    module_begin(stock_method(r->http_method), text_of(&r->uri.path), r->handler_module != NULL);
-    hand_over_headers(r);
-    hand_over_body(r);
-    const struct stock_answer answer = module_handle(p->state, r);
-    const handler_t result = take_answer(r, p, &answer);
-    module_end();
-    return result;
+    r->plugin_ctx[p->id] = m;
+    r->handler_module = MODULE_OF(p);
+    if (r->http_version <= HTTP_VERSION_1_1) {
+        fdevent_fdnode_event_add(srv->ev, r->con->fdn, FDEVENT_RDHUP);
+    }
+    return HANDLER_WAIT_FOR_EVENT;
 }
 
-/* Called again from the start while a body arrives; nothing is kept between
- * the calls. */
+static handler_t begin_request(request_st *r, plugin_data *p)
+{
+    struct module_request *m =
+        module_request_new(r, stock_method(r->http_method), text_of(&r->uri.path));
+    if (!m) return HANDLER_ERROR;
+    if (awaits_body(r, m)) {
+        const handler_t arrived = read_body(r);
+        if (arrived != HANDLER_GO_ON) {
+            module_request_free(m);
+            return arrived;
+        }
+    }
+    hand_over_headers(m, r);
+    hand_over_body(m, r);
+    return module_handle(m) ? take_answer(r, p, m) : wait_for_answer(r, p, m);
+}
+
+/* Called again from the start while a body arrives, when nothing is kept
+ * between the calls, and when an answer that had to be waited for is there. */
 static handler_t handle_uri_clean(request_st *r, void *p_d)
 {
-    const handler_t result = handle_request(r, p_d);
+    plugin_data *p = p_d;
+    struct module_request *m = r->plugin_ctx[p->id];
+    if (r->handler_module) return HANDLER_GO_ON;
+    const handler_t result = m ? take_answer(r, p, m) : begin_request(r, p);
     if (result == HANDLER_WAIT_FOR_EVENT) BEFORE_WAITING(r);
+    show_statistics(p);
     return result;
+}
+
+/* Called while a request waits, when something happened to its connection. A
+ * client that has closed its side before it was its turn is taken to have gone:
+ * its command is not sent any more. */
+static handler_t handle_subrequest(request_st *r, void *p_d)
+{
+    plugin_data *p = p_d;
+    struct module_request *m = r->plugin_ctx[p->id];
+    const int closed = r->conf.stream_request_body & FDEVENT_STREAM_REQUEST_TCP_FIN;
+    if (!m || !closed || !module_is_in_line(m)) return HANDLER_WAIT_FOR_EVENT;
+    forget_request(r, p);
+    r->handler_module = NULL;
+    r->http_status = 503;
+    return HANDLER_FINISHED;
+}
+
+void server_wake(void *request)
+{
+    request_st *r = request;
+    r->handler_module = NULL;
+    joblist_append(r->con);
 }
 
 static handler_t handle_request_reset(request_st *r, void *p_d)
 {
-    (void)r;
-    return current_result(module_request_reset(((plugin_data *)p_d)->state));
+    plugin_data *p = p_d;
+    if (r->plugin_ctx[p->id]) forget_request(r, p);
+    return HANDLER_GO_ON;
 }
 
-static handler_t handle_trigger(server *srv, void *p_d)
+static handler_t handle_trigger(server *s, void *p_d)
 {
-    (void)srv;
-    return current_result(module_handle_trigger(((plugin_data *)p_d)->state));
+    plugin_data *p = p_d;
+    (void)s;
+    show_statistics(p);
+    return current_result(module_handle_trigger(p->state));
 }
 
-static handler_t set_defaults(server *srv, void *p_d)
+static handler_t set_defaults(server *s, void *p_d)
 {
+    plugin_data *p = p_d;
+    srv = s;
+    watch_begin(s);
     if (srv->srvconf.max_worker > 1) {
         log_error(srv->errh, "mod_kelto_sysmgmt", __LINE__,
                   "mod_kelto_sysmgmt needs server.max-worker = 0 or 1: workers would share the "
                   "connection to the daemon and take each other's replies");
         return HANDLER_ERROR;
     }
-    return current_result(module_set_defaults(((plugin_data *)p_d)->state));
+    p->shown = (statistics){.sent = STATISTIC("kelto_sysmgmt.commands-sent"),
+                            .failed = STATISTIC("kelto_sysmgmt.commands-failed"),
+                            .timed_out = STATISTIC("kelto_sysmgmt.commands-timed-out"),
+                            .waiting = STATISTIC("kelto_sysmgmt.requests-waiting"),
+                            .longest_wait = STATISTIC("kelto_sysmgmt.longest-wait-ms")};
+    return current_result(module_set_defaults(p->state));
 }
 
 static void *init(void)
@@ -227,6 +294,7 @@ static void *init(void)
 /* The server frees p_d itself. */
 static void cleanup(void *p_d)
 {
+    watch_end();
     module_cleanup(((plugin_data *)p_d)->state);
 }
 
@@ -241,6 +309,7 @@ int mod_kelto_sysmgmt_plugin_init(plugin *p)
     p->cleanup = cleanup;
     p->handle_trigger = handle_trigger;
     p->handle_uri_clean = handle_uri_clean;
+    p->handle_subrequest = handle_subrequest;
     p->handle_request_reset = handle_request_reset;
     return 0;
 }

@@ -19,3 +19,19 @@
 #define MODULE_OF(data) ((data)->self)
 #define BEFORE_WAITING(request) ((void)(request))
 #endif
+
+/* A registration went by its descriptor once. */
+#if LIGHTTPD_PATCH < 69
+#define UNREGISTER(events, node) fdevent_unregister(events, (node)->fd)
+#else
+#define UNREGISTER(events, node) fdevent_unregister(events, node)
+#endif
+
+/* The number that mod_status shows under a name. */
+#if LIGHTTPD_PATCH < 65
+#include "status_counter.h"
+#define STATISTIC(name) status_counter_get_counter(name, sizeof(name) - 1)
+#else
+#include "plugin_config.h"
+#define STATISTIC(name) plugin_stats_get_ptr(name, sizeof(name) - 1)
+#endif

@@ -63,7 +63,8 @@ protected:
 
 TEST_F(Sequences, ShowNoAnswerToAnotherRequest)
 {
-    constexpr int sequences = 10000, requests = 6;
+    const int sequences = sequences_to_try();
+    constexpr int requests = 6;
     std::mt19937 random(5);
     uint32_t number = 0;
     int answered = 0, late_taken = 0;

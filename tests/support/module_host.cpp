@@ -58,6 +58,12 @@ void require(bool holds, const char *what)
     abort();
 }
 
+int sequences_to_try()
+{
+    const char *value = getenv("KELTO_SEQUENCES");
+    return value ? atoi(value) : 1000;
+}
+
 void append_piece(connection *con, const Piece &piece)
 {
     const size_t size = piece.bytes.size();

@@ -17,6 +17,9 @@ extern "C" int mod_kelto_sysmgmt_plugin_init(plugin *descriptor);
 /* Ends the process unless the condition holds. */
 void require(bool holds, const char *what);
 
+/* How many random sequences a test tries: 1,000, or what KELTO_SEQUENCES says. */
+int sequences_to_try();
+
 extern std::vector<std::string> server_log; /* "label.line: items" */
 
 /* One chunk of a request's body; its first `offset` bytes are not of the body. */

@@ -1,0 +1,311 @@
+#include "adapter/line.h"
+
+#include <sched.h>
+
+#include <ctime>
+
+#include "adapter/bridge.h"
+#include "adapter/coroutine.h"
+#include "module/dispatcher.h"
+#include "module/version_path.h"
+#include "server/hosting/hosting.h"
+#include "sysmng/wait.h"
+
+namespace {
+
+constexpr int64_t second_us = 1000000;
+
+/* A daemon that is well answers within this time. Waiting so long on the spot
+ * takes fewer system calls than coming back does, and holds up nobody. */
+constexpr int64_t quick_us = 250;
+
+/* The module needs some 10 KiB of it, most for a descriptor set. */
+constexpr size_t stack_bytes = 256 * 1024;
+
+struct {
+    Hook *hook;
+    void *state; /* the module's */
+    Coroutine *coroutine;
+    module_request *running;
+    module_request *first, *last;
+    unsigned length;
+    bool knew_version;     /* so that everybody in line needs the daemon */
+    bool inside;           /* the thread is on the coroutine's stack */
+    int64_t quick_left_us; /* for which the running one may still wait on the spot */
+    bool may_be_ended;     /* it has sent no command yet */
+    bool closing;
+    int64_t longest_wait_us;
+} line;
+
+int64_t now_us()
+{
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec * second_us + now.tv_nsec / 1000;
+}
+
+int64_t microseconds(timeval time)
+{
+    return time.tv_sec * second_us + time.tv_usec;
+}
+
+timeval time_left(int64_t us)
+{
+    if (us < 0) return {0, 0};
+    return {static_cast<time_t>(us / second_us), static_cast<suseconds_t>(us % second_us)};
+}
+
+/* Hands the thread back to the server until the line goes on. */
+void stop()
+{
+    if (line.running->waiting_since_us == 0) line.running->waiting_since_us = now_us();
+    line.inside = false;
+    coroutine_stop(line.coroutine);
+    line.inside = true;
+}
+
+int readable_now(int fd)
+{
+    timeval none = {0, 0};
+    return select_readable(fd, &none);
+}
+
+/* Waits on the spot for what is left of the quick time. It asks again and
+ * again, and lets the daemon run in between: so short a time-out of select would
+ * cost more than the request, where setting the processor's timer is slow. */
+int wait_quickly(int fd, timeval *left)
+{
+    const int64_t begin_us = now_us();
+    int64_t waited_us;
+    int ready;
+    do {
+        sched_yield();
+        ready = readable_now(fd);
+        waited_us = now_us() - begin_us;
+    } while (ready == 0 && waited_us < line.quick_left_us);
+    line.quick_left_us -= waited_us;
+    *left = time_left(microseconds(*left) - waited_us);
+    return ready;
+}
+
+/* As select_readable, for the request that is running. */
+int wait_in_line(int fd, timeval *left)
+{
+    if (!line.inside) return select_readable(fd, left);
+    if (line.quick_left_us > 0) {
+        const int ready = wait_quickly(fd, left);
+        if (ready != 0) return ready;
+    }
+    const int64_t until_us = now_us() + microseconds(*left);
+    for (;;) {
+        const int64_t left_us = until_us - now_us();
+        *left = time_left(left_us);
+        if (left_us <= 0 || !server_watch(fd, left_us)) return select_readable(fd, left);
+        stop();
+        if (line.closing) return -1;
+        if (const int ready = readable_now(fd)) return ready;
+    }
+}
+
+bool give_way_in_line()
+{
+    if (!line.inside) return true;
+    if (server_watch(-1, 0)) {
+        line.may_be_ended = true;
+        stop();
+        line.may_be_ended = false;
+    }
+    return line.running->request && !line.closing;
+}
+
+/* The module hands its server through unread to the functions that it calls. */
+void run_hook(void *request)
+{
+    module_request *m = static_cast<module_request *>(request);
+    m->result = line.hook(reinterpret_cast<server *>(m), m->con, line.state);
+}
+
+module_request *take_first()
+{
+    module_request *m = line.first;
+    line.first = m->next;
+    if (!line.first) line.last = nullptr;
+    --line.length;
+    return m;
+}
+
+void append(module_request *m)
+{
+    m->stage = module_request::IN_LINE;
+    m->next = nullptr;
+    (line.last ? line.last->next : line.first) = m;
+    line.last = m;
+    ++line.length;
+    m->waiting_since_us = now_us();
+}
+
+void remove(module_request *m)
+{
+    module_request *before = nullptr;
+    module_request **place = &line.first;
+    while (*place != m) {
+        before = *place;
+        place = &before->next;
+    }
+    *place = m->next;
+    if (line.last == m) line.last = before;
+    --line.length;
+}
+
+void note_wait(const module_request *m)
+{
+    if (m->waiting_since_us == 0) return;
+    const int64_t waited_us = now_us() - m->waiting_since_us;
+    if (waited_us > line.longest_wait_us) line.longest_wait_us = waited_us;
+}
+
+/* Tells a request that has waited. */
+void answered(module_request *m)
+{
+    m->stage = module_request::ANSWERED;
+    note_wait(m);
+    if (m->request) {
+        server_wake(m->request);
+    } else {
+        module_request_free(m);
+    }
+}
+
+/* Those in line that need no daemon any more, as it has told the version. */
+void answer_without_daemon()
+{
+    module_request *next;
+    for (module_request *m = line.first; m; m = next) {
+        next = m->next;
+        if (needs_of(m->con) != Needs::Nothing) continue;
+        remove(m);
+        run_hook(m);
+        answered(m);
+    }
+}
+
+/* Runs or goes on with the one whose turn it is. True when it has ended. */
+bool advance(bool begin)
+{
+    line.inside = true;
+    const bool ended = begin ? coroutine_begin(line.coroutine, run_hook, line.running)
+                             : coroutine_resume(line.coroutine);
+    line.inside = false;
+    if (ended) line.running = nullptr;
+    if (!line.knew_version && version_known()) {
+        line.knew_version = true;
+        answer_without_daemon();
+    }
+    return ended;
+}
+
+bool begin(module_request *m)
+{
+    m->stage = module_request::RUNNING;
+    line.running = m;
+    line.quick_left_us = quick_us;
+    return advance(true);
+}
+
+void begin_first()
+{
+    if (!line.first) return;
+    module_request *m = take_first();
+    if (begin(m)) answered(m);
+}
+
+/* The next one is begun when the server has had its turn. */
+void go_on_with_line()
+{
+    while (!line.running && line.first && !server_watch(-1, 0)) begin_first();
+}
+
+} // namespace
+
+bool line_open(Hook *hook, void *state)
+{
+    line = {};
+    line.hook = hook;
+    line.state = state;
+    line.coroutine = coroutine_new(stack_bytes);
+    wait_readable = wait_in_line;
+    give_way = give_way_in_line;
+    return line.coroutine;
+}
+
+void line_close()
+{
+    line.closing = true;
+    if (module_request *m = line.running) {
+        m->request = nullptr;
+        if (advance(false)) answered(m);
+    }
+    while (line.first) {
+        module_request *m = take_first();
+        m->request = nullptr;
+        answered(m);
+    }
+    coroutine_free(line.coroutine);
+    line.coroutine = nullptr;
+    wait_readable = select_readable;
+}
+
+bool line_enter(module_request *m)
+{
+    const bool free = !line.running && !line.first;
+    if (free) {
+        if (!begin(m)) return false;
+    } else if (needs_of(m->con) == Needs::Nothing) {
+        run_hook(m);
+    } else {
+        append(m);
+        return false;
+    }
+    m->stage = module_request::ANSWERED;
+    return true;
+}
+
+void line_go_on()
+{
+    server_unwatch();
+    if (module_request *m = line.running) {
+        if (!advance(false)) return;
+        answered(m);
+    } else {
+        begin_first();
+    }
+    go_on_with_line();
+}
+
+bool line_leave(module_request *m)
+{
+    m->request = nullptr;
+    if (m->stage == module_request::IN_LINE) {
+        note_wait(m);
+        remove(m);
+    }
+    if (m->stage != module_request::RUNNING) return true;
+    if (line.may_be_ended) {
+        line_go_on();
+    } else {
+        hosted_clear_body(m->con);
+    }
+    return false;
+}
+
+unsigned line_waiting()
+{
+    return line.length + (line.running ? 1 : 0);
+}
+
+int64_t line_longest_wait_us()
+{
+    if (line.running) note_wait(line.running);
+    if (line.first) note_wait(line.first);
+    return line.longest_wait_us;
+}

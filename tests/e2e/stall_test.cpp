@@ -1,0 +1,244 @@
+/* A daemon that takes its time: who waits for it, and who does not. */
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "tests/e2e/exchange.h"
+
+namespace {
+
+constexpr uint32_t general_firmware_upgrade = 47;
+
+using Clock = std::chrono::steady_clock;
+
+int64_t ms_since(Clock::time_point begin)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count();
+}
+
+class Stall : public Exchange {
+protected:
+    void SetUp() override
+    {
+        if (server_under_test().stock) GTEST_SKIP() << "everybody waits there";
+        Exchange::SetUp();
+        write_file(server->root() + "/www/page.html", "a page");
+    }
+
+    void TearDown() override { EXPECT_EQ(server ? server->stop() : 0, 0) << server->log(); }
+
+    /* The daemon answers such a command after that time. */
+    void be_slow(int ms)
+    {
+        daemon.answer(changes_get,
+                      {Step::pause(ms), Step::send(reply(changes_get, 1, changes_record))});
+    }
+
+    std::thread ask_aside(const std::string &path, Response &response) const
+    {
+        return std::thread([this, path, &response] { response = client.get(path); });
+    }
+
+    /* Sends a request and leaves its answer alone. */
+    std::unique_ptr<RawConnection> begin(const std::string &path) const
+    {
+        auto connection = std::make_unique<RawConnection>(server->port());
+        connection->send("GET " + path + " HTTP/1.1\r\nHost: a\r\n\r\n");
+        usleep(50000);
+        return connection;
+    }
+
+    std::string page() const { return client.get("/vrel5/page.html").body; }
+
+    /* The module's version is not known yet. */
+    void start_with_statistics()
+    {
+        server.emplace(
+            "server.modules = ( \"mod_status\", \"mod_kelto_sysmgmt\" )\n"
+            "status.statistics-url = \"/statistics\"\n"
+            "server.document-root = var.root + \"/www\"\n"
+            "server.bind = \"127.0.0.1\"\n");
+        client.port = server->port();
+    }
+
+    /* What mod_status tells of the module under this name. */
+    int statistic(const std::string &name) const
+    {
+        const std::string all = client.get("/statistics").body;
+        const size_t at = all.find("kelto_sysmgmt." + name + ": ");
+        return at == std::string::npos ? -1 : atoi(all.c_str() + all.find(": ", at) + 2);
+    }
+
+    std::vector<uint32_t> commands()
+    {
+        std::vector<uint32_t> codes;
+        for (const Request &request : daemon.take_requests()) codes.push_back(request.command);
+        return codes;
+    }
+};
+
+/* Pages, redirects and answers that need no daemon, over both protocols, while a command is
+ * under way and others are in line. */
+TEST_F(Stall, HoldsUpNobodyElse)
+{
+    be_slow(1500);
+    Response slow[3];
+    std::thread clients[3];
+    const Clock::time_point began = Clock::now();
+    for (int i = 0; i < 3; ++i) clients[i] = ask_aside("/api/changes", slow[i]);
+    usleep(100000);
+    HttpClient http2 = client;
+    http2.http2 = true;
+    int64_t longest = 0;
+    for (int i = 0; i < 100; ++i) {
+        const Clock::time_point asked = Clock::now();
+        EXPECT_EQ(page(), "a page");
+        EXPECT_EQ(http2.get("/vrel5/page.html").body, "a page");
+        EXPECT_EQ(client.get("/index.html").status, 307);
+        EXPECT_EQ(http2.request("POST", "/api/changes", "x").status, 405);
+        EXPECT_EQ(client.request("POST", "/api/login", "x").status, 200);
+        longest = std::max(longest, ms_since(asked));
+    }
+    EXPECT_LT(longest, 500);
+    EXPECT_LT(ms_since(began), 4000);
+    for (std::thread &thread : clients) thread.join();
+    EXPECT_GE(ms_since(began), 4500);
+    for (const Response &response : slow) {
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.body, changes_text);
+        EXPECT_EQ(response.own_headers(), json_headers);
+    }
+}
+
+/* Over HTTP/2, too, and in the order of arrival. */
+TEST_F(Stall, AnswersInTheOrderOfArrival)
+{
+    std::vector<std::unique_ptr<RawConnection>> connections;
+    be_slow(100);
+    const std::string paths[] = {"/api/changes", "/api/leds", "/api/changes", "/api/ports"};
+    daemon.answer(36, {Step::send(reply(36, 1, std::string(12, '\0')))});
+    daemon.answer(35, {Step::send(reply(35, 1, std::string(40, '\0')))});
+    for (const std::string &path : paths) connections.push_back(begin(path));
+    HttpClient http2 = client;
+    http2.http2 = true;
+    EXPECT_EQ(http2.get("/api/leds").status, 200);
+    for (const auto &connection : connections) EXPECT_EQ(connection->receive().status, 200);
+    EXPECT_EQ(commands(), (std::vector<uint32_t>{changes_get, 36, changes_get, 35, 36}));
+}
+
+/* A slow client does not hold the link either: its body is read before it is its turn. */
+TEST_F(Stall, IsNotMadeByASlowBody)
+{
+    RawConnection sender(server->port());
+    sender.send("PUT /api/sap HTTP/1.1\r\nHost: a\r\nContent-Length: 9\r\n\r\nport=");
+    usleep(50000);
+    expect_good_exchange();
+    sender.send("5004");
+    EXPECT_EQ(sender.receive().status, 204);
+}
+
+TEST_F(Stall, ForgetsClientsThatGoAway)
+{
+    daemon.answer(uptime_get, {Step::send(reply(uptime_get, 1, std::string(518, '\0')))});
+    be_slow(1000);
+    auto under_way = begin("/api/changes");
+    auto gone = begin("/api/leds");
+    auto reset = begin("/api/ports");
+    auto patient = begin("/api/uptime");
+    under_way.reset();
+    gone.reset();
+    reset.reset();
+    EXPECT_EQ(patient->receive().status, 200);
+    EXPECT_EQ(commands(), (std::vector<uint32_t>{changes_get, uptime_get}));
+    expect_good_exchange();
+}
+
+/* The first request of a process asks for the version: pages and the API wait for it, other
+ * modules do not. */
+TEST_F(Stall, WaitsForTheVersionWhereItIsNeeded)
+{
+    const std::string general = text_field("", 765) + text_field("rel5", 255);
+    daemon.answer(general_get, {Step::pause(1000), Step::send(reply(general_get, 1, general))});
+    start_with_statistics();
+    be_slow(1000);
+    const Clock::time_point began = Clock::now();
+    Response slow;
+    std::thread aside = ask_aside("/api/changes", slow);
+    auto behind = begin("/api/changes");
+    EXPECT_EQ(statistic("requests-waiting"), 2);
+    EXPECT_LT(ms_since(began), 900);
+    EXPECT_EQ(client.get("/index.html").status, 307);
+    EXPECT_GE(ms_since(began), 900);
+    EXPECT_LT(ms_since(began), 1900) << "the page waited for a command, too";
+    aside.join();
+    EXPECT_EQ(slow.body, changes_text);
+    EXPECT_EQ(behind->receive().body, changes_text);
+}
+
+TEST_F(Stall, ShowsInTheStatistics)
+{
+    start_with_statistics();
+    client.get("/views/none");
+    EXPECT_EQ(statistic("commands-sent"), 1);
+    be_slow(300);
+    daemon.answer(36, {Step::send(reply(36, 2, ""))});
+    auto first = begin("/api/changes"), second = begin("/api/leds");
+    EXPECT_EQ(statistic("requests-waiting"), 2);
+    EXPECT_EQ(first->receive().status, 200);
+    EXPECT_EQ(second->receive().status, 500);
+    EXPECT_EQ(statistic("commands-sent"), 3);
+    EXPECT_EQ(statistic("commands-failed"), 1);
+    EXPECT_EQ(statistic("commands-timed-out"), 0);
+    EXPECT_EQ(statistic("requests-waiting"), 0);
+    EXPECT_GE(statistic("longest-wait-ms"), 290);
+    EXPECT_LT(statistic("longest-wait-ms"), 2000);
+}
+
+/* Stopped and restarted with a command under way and others in line. */
+TEST_F(Stall, EndsWithTheServer)
+{
+    be_slow(3000);
+    auto under_way = begin("/api/changes"), in_line = begin("/api/leds");
+    kill(server->process_id(), SIGTERM);
+    EXPECT_LT(server->stop(), 128) << server->log();
+    daemon.wait_until_idle();
+
+    restart();
+    be_slow(500);
+    under_way = begin("/api/changes");
+    in_line = begin("/api/changes");
+    kill(server->process_id(), SIGUSR1);
+    EXPECT_EQ(under_way->receive().body, changes_text);
+    EXPECT_EQ(in_line->receive().body, changes_text);
+    EXPECT_TRUE(wait_until([&] { return client.get("/views/none").status == 404; }));
+    expect_good_exchange();
+}
+
+/* The thread is given back between two pieces. */
+TEST_F(Stall, IsNotMadeByAnUpload)
+{
+    daemon.answer(general_firmware_upgrade,
+                  {Step::send(reply(general_firmware_upgrade, 1, std::string(266, '\0')))});
+    Response uploaded;
+    std::thread aside([&] {
+        uploaded = client.upload("/api/general/firmwareUpgrade",
+                                 {{"packageName", "p.bin", std::string(1 << 20, 'u'), 200}});
+    });
+    int64_t longest = 0;
+    int pages = 0;
+    for (; uploaded.status == 0 && pages < 100000; ++pages) {
+        const Clock::time_point asked = Clock::now();
+        EXPECT_EQ(page(), "a page");
+        longest = std::max(longest, ms_since(asked));
+    }
+    aside.join();
+    EXPECT_EQ(uploaded.status, 200);
+    EXPECT_GT(pages, 100);
+    EXPECT_LT(longest, 200);
+}
+
+} // namespace
