@@ -36,16 +36,32 @@ size_t append_header(const char *bytes, size_t size, size_t count, void *to)
     return line.size();
 }
 
-using Curl = std::unique_ptr<CURL, void (*)(CURL *)>;
+struct Curl {
+    std::unique_ptr<CURL, void (*)(CURL *)> handle{curl_easy_init(), curl_easy_cleanup};
+    std::unique_ptr<curl_slist, void (*)(curl_slist *)> headers{nullptr, curl_slist_free_all};
+
+    CURL *get() const { return handle.get(); }
+};
+
+void add_headers(Curl &curl, const std::vector<std::string> &headers)
+{
+    for (const std::string &header : headers) {
+        curl_slist *longer = curl_slist_append(curl.headers.get(), header.c_str());
+        static_cast<void>(curl.headers.release());
+        curl.headers.reset(longer);
+    }
+    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, curl.headers.get());
+}
 
 Curl new_request(const HttpClient &client, const std::string &path)
 {
-    Curl curl(curl_easy_init(), curl_easy_cleanup);
+    Curl curl;
     const std::string scheme = client.certificate.empty() ? "http" : "https";
     const std::string url = scheme + "://127.0.0.1:" + std::to_string(client.port) + path;
     curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_CAINFO, client.certificate.c_str());
     if (!client.login.empty()) curl_easy_setopt(curl.get(), CURLOPT_USERPWD, client.login.c_str());
+    add_headers(curl, client.headers);
     curl_easy_setopt(curl.get(), CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
     curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
@@ -144,18 +160,16 @@ Response HttpClient::send_slowly(const std::string &method, const std::string &p
                                  const std::vector<std::string> &pieces, int pause_ms,
                                  const std::string &content_type) const
 {
-    const Curl curl = new_request(*this, path);
+    Curl curl = new_request(*this, path);
     Pieces body = {{pieces.begin(), pieces.end()}, pause_ms};
     curl_off_t length = 0;
     for (const std::string &piece : pieces) length += static_cast<curl_off_t>(piece.size());
-    const std::unique_ptr<curl_slist, void (*)(curl_slist *)> headers(
-        curl_slist_append(nullptr, ("Content-Type: " + content_type).c_str()), curl_slist_free_all);
+    add_headers(curl, {"Content-Type: " + content_type});
     curl_easy_setopt(curl.get(), CURLOPT_UPLOAD, 1L);
     curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
     curl_easy_setopt(curl.get(), CURLOPT_INFILESIZE_LARGE, length);
     curl_easy_setopt(curl.get(), CURLOPT_READFUNCTION, read_piece);
     curl_easy_setopt(curl.get(), CURLOPT_READDATA, &body);
-    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, headers.get());
     return perform(curl, method + " " + path);
 }
 

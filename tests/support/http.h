@@ -29,6 +29,7 @@ struct HttpClient {
     bool http2 = false;
     std::string certificate = {}; /* the file of the server's; without one, there is no TLS */
     std::string login = {};       /* name:password */
+    std::vector<std::string> headers = {}; /* more of them: "Name: value" */
 
     Response request(const std::string &method, const std::string &path,
                      const std::string &body = "") const;

@@ -43,19 +43,6 @@ ServerUnderTest find_server()
     return server;
 }
 
-int free_port()
-{
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    socklen_t length = sizeof(address);
-    sockaddr *const at = reinterpret_cast<sockaddr *>(&address);
-    address.sin_family = AF_INET;
-    const bool bound = bind(fd, at, length) == 0 && getsockname(fd, at, &length) == 0;
-    close(fd);
-    if (!bound) throw std::runtime_error("no free port");
-    return ntohs(address.sin_port);
-}
-
 bool accepts_connections(int port)
 {
     const int fd = connect_to(port);
@@ -108,6 +95,19 @@ std::string read_file(const std::string &path)
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
     return text.str();
+}
+
+int free_port()
+{
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address = {};
+    socklen_t length = sizeof(address);
+    sockaddr *const at = reinterpret_cast<sockaddr *>(&address);
+    address.sin_family = AF_INET;
+    const bool bound = bind(fd, at, length) == 0 && getsockname(fd, at, &length) == 0;
+    close(fd);
+    if (!bound) throw std::runtime_error("no free port");
+    return ntohs(address.sin_port);
 }
 
 std::string WebServer::default_config()
