@@ -18,9 +18,14 @@ async function freePort() {
 }
 
 // Simulated daemon and server. `fault` makes the simulator do something wrong.
-export async function startDevice(...options) {
+export const startDevice = (...options) => start("http", [], options);
+
+// The same with TLS and a login.
+export const startSecureDevice = (...options) => start("https", ["--secure"], options);
+
+async function start(scheme, how, options) {
   const port = await freePort();
-  const child = spawn("scripts/private-mounts", ["scripts/serve", port, "--control", "-", ...options], { cwd: top });
+  const child = spawn("scripts/private-mounts", ["scripts/serve", ...how, port, "--control", "-", ...options], { cwd: top });
   let output = "";
   for (const stream of [child.stdout, child.stderr]) stream.on("data", (data) => { output += data; });
   const ended = once(child, "exit");
@@ -30,7 +35,7 @@ export async function startDevice(...options) {
     const isOver = await Promise.race([ended, new Promise((resolve) => setTimeout(resolve, 50))]);
     if (isOver) throw new Error(`the device does not start:\n${output}`);
   }
-  const url = `http://127.0.0.1:${port}`;
+  const url = `${scheme}://127.0.0.1:${port}`;
   return {
     url,
     fault: (fault) => child.stdin.write(`fault ${fault}\n`),
