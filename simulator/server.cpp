@@ -13,6 +13,9 @@
 #include <stdexcept>
 #include <thread>
 
+#include "simulator/format.h"
+#include "simulator/service_manager.h"
+
 namespace {
 
 /* SIGINT and SIGTERM wake poll from now on, and kill nothing. */
@@ -49,16 +52,30 @@ Server::~Server()
 
 void Server::run()
 {
+    report("READY=1\n");
     pollfd fds[] = {{signals_, POLLIN, 0}, {listener_.fd(), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}};
     for (;;) {
         if (!options_.control) fds[2].fd = -1;
         const int ready = poll(fds, std::size(fds), poll_timeout());
-        if (ready > 0 && fds[0].revents) return;
+        if (ready > 0 && fds[0].revents) {
+            tell_service_manager("STOPPING=1");
+            return;
+        }
         if (ready > 0 && fds[1].revents) accept_client();
         if (ready > 0 && fds[2].revents) read_control();
         const std::lock_guard lock(mutex_);
         daemon_.run_due_steps();
     }
+}
+
+/* What "systemctl status" shows, behind another line. To be called with the
+ * mutex held, or while there are no clients. */
+void Server::report(const std::string &state) const
+{
+    const size_t count = clients_.size();
+    tell_service_manager(state + format("STATUS=Listening on %s, %zu client%s connected",
+                                        options_.socket_path.c_str(), count,
+                                        count == 1 ? "" : "s"));
 }
 
 /* In milliseconds, up to the daemon's next step; -1 when there is none. */
@@ -81,6 +98,7 @@ void Server::accept_client()
     daemon_.trace(client.number, "connected");
     std::thread(&Server::serve, this, client).detach(); /* the destructor waits for it */
     clients_.insert(client.fd);
+    report("");
 }
 
 void Server::read_control()
@@ -111,6 +129,7 @@ void Server::serve(Client client)
     daemon_.trace(client.number, "gone");
     close(client.fd);
     clients_.erase(client.fd);
+    if (!stopping_) report("");
     clients_change_.notify_all();
 }
 

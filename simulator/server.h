@@ -23,7 +23,8 @@ public:
     Server(const Server &) = delete;
     Server &operator=(const Server &) = delete;
 
-    /* Returns after SIGINT or SIGTERM. */
+    /* Returns after SIGINT or SIGTERM. The service manager is told when it is ready and when it
+     * stops, and how many clients there are. */
     void run();
 
 private:
@@ -32,6 +33,7 @@ private:
         unsigned number;
     };
 
+    void report(const std::string &state) const;
     void accept_client();
     void read_control();
     void serve(Client client);

@@ -108,6 +108,35 @@ TEST_F(Simulator, AnswersHoweverARequestIsCut)
     EXPECT_EQ(receive(1), "") << "an impossible length ends the connection";
 }
 
+/* As systemd would hear it. */
+TEST_F(Simulator, TellsTheServiceManagerItsState)
+{
+    sockaddr_un address = {AF_UNIX, {}};
+    const std::string heard_at = directory.path + "/notify";
+    heard_at.copy(address.sun_path, sizeof(address.sun_path) - 1);
+    const int manager = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(bind(manager, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    const timeval patience = {10, 0};
+    setsockopt(manager, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof(patience));
+    const auto hear = [manager] {
+        char text[200];
+        const ssize_t got = recv(manager, text, sizeof(text), 0);
+        return std::string(text, got > 0 ? static_cast<size_t>(got) : 0);
+    };
+    setenv("NOTIFY_SOCKET", heard_at.c_str(), 1);
+    start();
+    unsetenv("NOTIFY_SOCKET");
+    const std::string status = "STATUS=Listening on " + path;
+    EXPECT_EQ(hear(), "READY=1\n" + status + ", 0 clients connected");
+    EXPECT_EQ(hear(), status + ", 1 client connected");
+    close(client);
+    EXPECT_EQ(hear(), status + ", 0 clients connected");
+    client = -1;
+    EXPECT_EQ(process->stop(), 0);
+    EXPECT_EQ(hear(), "STOPPING=1");
+    close(manager);
+}
+
 TEST_F(Simulator, MakesTheFaultsThatAreTyped)
 {
     const std::string good = reply(58, 1, "");
