@@ -28,9 +28,9 @@ constexpr int64_t exchange_us = SYSMNG_EXCHANGE_SECONDS * second_us;
 /* How long a message may pause while it arrives. */
 constexpr int64_t longest_gap_us = second_us / 4;
 
-/* What is read to drop pending input: more than the longest reply that is
- * believed in, and an end even when a daemon never stops sending. */
-constexpr int most_drops = 65536;
+/* How often up to 4 KiB are read to drop pending input: twice the longest reply
+ * that is believed in, and an end even when a daemon never stops sending. */
+constexpr int most_drops = 8192;
 
 int64_t now_us()
 {
@@ -147,19 +147,34 @@ int receive_failed(SysMngHandle *handle)
     return RET_ERROR;
 }
 
-/* The rest of a message that was cut short may come late: within one gap more
- * it is not taken for the answer to the next command. */
+/* Returns what recv returns. */
+ssize_t drop_piece(SysMngHandle *handle)
+{
+    uint8_t dropped[4096];
+    const ssize_t got = recv(handle->fd, dropped, sizeof(dropped), MSG_DONTWAIT);
+    if (got <= 0) return got;
+    const uint32_t count = static_cast<uint32_t>(got);
+    handle->missing -= count < handle->missing ? count : handle->missing;
+    return got;
+}
+
+/* The rest of a message that was not read to its end may come late, and a long
+ * one only while it is read: as long as no gap is too long, it is not taken for
+ * the answer to the next command. */
 void drop_late_rest(SysMngHandle *handle)
 {
-    while (handle->missing > 0) {
-        const int64_t left_us = handle->cut_short_us + longest_gap_us - now_us();
+    int64_t now = now_us();
+    const int64_t end_us = now + exchange_us;
+    for (int i = 0; i < most_drops && handle->missing > 0 && now < end_us; ++i, now = now_us()) {
+        const ssize_t got = drop_piece(handle);
+        if (got == 0) break;
+        if (got > 0) {
+            handle->cut_short_us = now;
+            continue;
+        }
+        const int64_t left_us = handle->cut_short_us + longest_gap_us - now;
         timeval left = as_timeval(left_us);
         if (left_us <= 0 || wait_readable(handle->fd, &left) <= 0) break;
-        uint8_t dropped[256];
-        const ssize_t got = recv(handle->fd, dropped, sizeof(dropped), MSG_DONTWAIT);
-        if (got <= 0) break;
-        const uint32_t count = static_cast<uint32_t>(got);
-        handle->missing -= count < handle->missing ? count : handle->missing;
     }
     handle->missing = 0;
 }
@@ -190,9 +205,8 @@ void SysMngDisconnect(SysMngHandle *handle)
 int SysMngClearQueue(SysMngHandle *handle)
 {
     if (!handle) return RET_ERROR;
-    uint8_t dropped[256];
     for (int i = 0; i < most_drops; ++i) {
-        if (recv(handle->fd, dropped, sizeof(dropped), MSG_DONTWAIT) <= 0) break;
+        if (drop_piece(handle) <= 0) break;
     }
     handle->header = {};
     handle->stale_input = true;
@@ -264,6 +278,7 @@ int SysMngReceiveMsg(SysMngHandle *handle, uint32_t *tag_out, uint32_t *type_out
 
     const uint32_t payload_len = length_of(header) - SYSMNG_HEADER_LEN;
     const bool fits = payload_len <= *len_inout;
+    handle->missing = 0;
     if (fits) {
         if (payload_len > 0 && !receive_exactly(handle, buffer, payload_len, true)) {
             return receive_failed(handle);
@@ -273,7 +288,11 @@ int SysMngReceiveMsg(SysMngHandle *handle, uint32_t *tag_out, uint32_t *type_out
     *type_out = load_u32(header.type);
     *len_inout = payload_len;
     if (tag_out) *tag_out = load_u32(header.tag);
-    if (!fits) return RET_INSUFMEM;
+    if (!fits) {
+        handle->missing = payload_len;
+        handle->cut_short_us = now_us();
+        return RET_INSUFMEM;
+    }
     header = {};
     handle->deadline_us = 0;
     return RET_OK;

@@ -43,8 +43,8 @@ struct SysMngHandle {
     int fd;
     SysMngHeader header;  /* of a message whose payload is still unread; length 0: none */
     bool stale_input;     /* input was dropped, and more of it may follow */
-    uint32_t missing;     /* bytes of a message that stopped arriving */
-    int64_t cut_short_us; /* when it did */
+    uint32_t missing;     /* bytes of a message that was not read to its end */
+    int64_t cut_short_us; /* when the last of the others were */
     int64_t waited_us;    /* for the message that is being received */
     int64_t deadline_us;  /* of its last byte; 0 while it has not been needed */
 };
@@ -58,7 +58,7 @@ void SysMngDisconnect(SysMngHandle *handle);
 
 /* Drops all pending input and the held header. What arrives of it later is
  * dropped by the next SysMngSendMsg, which gives the rest of a message that was
- * cut short a moment to arrive. Returns -1 for a null handle, else 0. */
+ * not read to its end a moment to arrive. Returns -1 for a null handle, else 0. */
 int SysMngClearQueue(SysMngHandle *handle);
 
 /* Sends one message; `payload` may be null when `payload_len` is 0. Returns 0

@@ -191,7 +191,7 @@ TEST_F(Client, TakesAMessageInAnyPieces)
     EXPECT_EQ(received(), payload);
 }
 
-TEST_F(Client, WaitsForALateRestNoLongerThanAGap)
+TEST_F(Client, WaitsForALateRestAsLongAsNoGapIsTooLong)
 {
     const struct {
         int64_t since_us; /* from the failure to the next message */
@@ -200,8 +200,8 @@ TEST_F(Client, WaitsForALateRestNoLongerThanAGap)
     } cases[] = {
         {0,
          {{50000, whole.substr(5, 9)}, {60000, whole.substr(14)}},
-         250000}, /* of unknown length */
-        {0, {{240000, whole.substr(5)}}, 250000},
+         360000}, /* of unknown length: a gap behind the last piece */
+        {0, {{240000, whole.substr(5)}}, 490000},
         {0, {}, 250000},
         {249999, {}, 1},
         {250000, {}, 0},
@@ -222,6 +222,21 @@ TEST_F(Client, WaitsForALateRestNoLongerThanAGap)
     const int64_t before = clock_us;
     EXPECT_EQ(send(0, 1, ""), 0);
     EXPECT_EQ(clock_us - before, 2000) << "all that was missing has come";
+}
+
+/* As when there is no memory for a long list, which the daemon can send only while it is read. */
+TEST_F(Client, DropsTheRestOfAReplyThatIsNotWanted)
+{
+    the_daemon.sends(whole.substr(0, 15));
+    EXPECT_EQ(receive(1), -3);
+    EXPECT_EQ(SysMngClearQueue(handle), 0);
+    clock_us += 5000000;
+    the_daemon.sends(whole.substr(15, 1));
+    the_daemon.later = {{200000, whole.substr(16, 3)}, {200000, whole.substr(19)}, {1, "behind"}};
+    const int64_t before = clock_us;
+    EXPECT_EQ(send(0, 1, ""), 0);
+    EXPECT_EQ(clock_us - before, 400000);
+    EXPECT_TRUE(input_is_empty());
 }
 
 TEST_F(Client, EndsAnExchangeAfterHalfAMinute)
