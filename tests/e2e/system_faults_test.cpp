@@ -1,0 +1,386 @@
+/* Faults of the system around a real server. While each lasts, and after it, other requests are
+ * answered as ever; behind it no file and no descriptor is left. */
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <filesystem>
+#include <thread>
+#include <utility>
+
+#include "tests/e2e/device.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+size_t entries(const std::string &directory)
+{
+    return static_cast<size_t>(
+        std::distance(fs::directory_iterator(directory), fs::directory_iterator()));
+}
+
+size_t files_below(const std::string &directory)
+{
+    size_t files = 0;
+    for (const auto &entry : fs::recursive_directory_iterator(directory)) {
+        if (!entry.is_directory()) ++files;
+    }
+    return files;
+}
+
+/* A limit of a running process, put back at the end. */
+class Limit {
+public:
+    Limit(pid_t of_process, __rlimit_resource of_resource, size_t soft)
+        : process(of_process), resource(of_resource)
+    {
+        prlimit(process, resource, nullptr, &before);
+        const rlimit lower = {soft, before.rlim_max};
+        EXPECT_EQ(prlimit(process, resource, &lower, nullptr), 0);
+    }
+    ~Limit() { prlimit(process, resource, &before, nullptr); }
+    Limit(const Limit &) = delete;
+    Limit &operator=(const Limit &) = delete;
+
+private:
+    const pid_t process;
+    const __rlimit_resource resource;
+    rlimit before = {};
+};
+
+class SystemFaults : public Device {
+protected:
+    void begin(Texts options = {}, const std::string &config = "")
+    {
+        ASSERT_EQ(files_below("/mnt"), 0u) << "this needs a /mnt of its own: use private-mounts";
+        options.insert(options.end(), slow_leds.begin(), slow_leds.end());
+        start(options, config);
+        count_descriptors();
+    }
+
+    /* Those that are open when the clients are gone, which the server may see late; and when the
+     * module has once waited for the daemon. */
+    void count_descriptors()
+    {
+        expect_good_requests();
+        EXPECT_EQ(client.get("/api/leds").status, 200);
+        int same = 0;
+        wait_until([&] {
+            same = std::exchange(idle, descriptors()) == idle ? same + 1 : 0;
+            return same == 20;
+        });
+    }
+
+    void TearDown() override
+    {
+        if (server) expect_nothing_left();
+        Device::TearDown();
+    }
+
+    std::string process() const { return "/proc/" + std::to_string(server->process_id()); }
+    size_t descriptors() const { return entries(process() + "/fd"); }
+
+    std::string open_files() const
+    {
+        std::string names;
+        for (const auto &entry : fs::directory_iterator(process() + "/fd")) {
+            names += fs::read_symlink(entry).string() + '\n';
+        }
+        return names;
+    }
+
+    /* The server may close and remove after it has answered, and after a clock jump it restarts
+     * itself within five seconds: the module then has to wait once more. */
+    void expect_nothing_left()
+    {
+        wait_until([&] {
+            if (descriptors() == idle && files_below("/mnt") == 0) return true;
+            client.get("/api/leds");
+            return false;
+        });
+        EXPECT_EQ(descriptors(), idle) << open_files();
+        EXPECT_EQ(files_below("/mnt"), 0u);
+    }
+
+    Response upload(size_t size) const
+    {
+        const std::string content(size, 'x');
+        return client.upload("/api/security/certificate", {{"certificateName", "x.pem", content}});
+    }
+
+    void expect_upload()
+    {
+        const Response response = upload(100000);
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.body,
+                  "[ {\"status\" : \"OK\", \"message\" : \"x.pem is the certificate now.\"} ]");
+        EXPECT_EQ(unlink("/mnt/data/x.pem"), 0);
+    }
+
+    void expect_good_requests()
+    {
+        EXPECT_EQ(ask("PUT /api/sap port=5004").status, 204);
+        expect_texts(get("/api/sap"), {"'port' : 5004"});
+        EXPECT_EQ(client.get("/index.html").status, 307);
+    }
+
+    const Texts slow_leds = {"--fault", "delay=50@CMD_LEDS_GET"};
+    size_t idle = 0; /* descriptors that are always open */
+};
+
+const std::string unreadable =
+    "[ {\"status\" : \"ERROR\", \"message\" : "
+    "\"The file /mnt/data/x.pem can't be read: No such file or directory.\"} ]";
+
+struct DiskFault {
+    const char *name;
+    const char *place, *options; /* of a file system that is mounted there; or null: not there */
+    size_t size;                 /* of the upload */
+    int status;
+    std::string body; /* empty: a page of the server */
+};
+
+const DiskFault disk_faults[] = {
+    {"disk full", "/mnt/data", "size=64k", 100000, 400, unreadable},
+    {"no inodes", "/mnt/data", "nr_inodes=1", 300, 400, unreadable},
+    {"read-only directory", "/mnt/data", "ro", 300, 400, unreadable},
+    {"missing directory", "/mnt/data", nullptr, 300, 400, unreadable},
+    {"server's disk full", "/mnt/upload", "size=64k", 100000, 500, ""},
+    {"server's disk without inodes", "/mnt/upload", "nr_inodes=1", 100000, 500, ""},
+    {"server's directory missing", "/mnt/upload", nullptr, 100000, 500, ""},
+};
+
+TEST_F(SystemFaults, OfDisks)
+{
+    begin();
+    for (const DiskFault &fault : disk_faults) {
+        SCOPED_TRACE(fault.name);
+        const std::string aside = std::string(fault.place) + ".aside";
+        if (!fault.options) {
+            fs::rename(fault.place, aside);
+        } else {
+            const unsigned long flags = strcmp(fault.options, "ro") == 0 ? MS_RDONLY : 0;
+            ASSERT_EQ(mount("none", fault.place, "tmpfs", flags, flags ? "" : fault.options), 0);
+        }
+        for (int i = 0; i < 3; ++i) {
+            const Response response = upload(fault.size);
+            EXPECT_EQ(response.status, fault.status);
+            EXPECT_TRUE(fault.body.empty() || response.body == fault.body) << response.body;
+            expect_good_requests();
+            expect_nothing_left();
+        }
+        if (fault.options) {
+            EXPECT_EQ(umount(fault.place), 0) << "something is still open there";
+        } else {
+            fs::rename(aside, fault.place);
+        }
+        expect_upload();
+        expect_nothing_left();
+    }
+}
+
+TEST_F(SystemFaults, AFullLogDisk)
+{
+    mkdir("/mnt/log", 0755);
+    ASSERT_EQ(mount("none", "/mnt/log", "tmpfs", 0, "size=4k"), 0);
+    start(slow_leds, "server.errorlog = \"/mnt/log/error.log\"\n");
+    count_descriptors();
+    const std::string too_many(300000, '&'), logged = "Dropped what is more";
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(client.put("/api/sap", "port=5004" + too_many).status, 204);
+    }
+    expect_good_requests();
+    EXPECT_EQ(fs::file_size("/mnt/log/error.log"), 4096u) << "it was not full";
+    ASSERT_EQ(mount("none", "/mnt/log", "tmpfs", MS_REMOUNT, "size=64k"), 0);
+    client.put("/api/sap", "port=5004" + too_many);
+    EXPECT_GT(fs::file_size("/mnt/log/error.log"), 4096u) << "logging does not go on";
+    EXPECT_EQ(server->stop(), 0);
+    server.reset();
+    EXPECT_EQ(umount("/mnt/log"), 0);
+    rmdir("/mnt/log");
+}
+
+TEST_F(SystemFaults, StandardErrorOnAPipeThatNobodyReads)
+{
+    const std::string fifo = directory.path + "/fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const int pipe = open(fifo.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    begin({}, "server.errorlog = \"/dev/null\"\nserver.breakagelog = \"" + fifo + "\"\n");
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(client.put("/api/sap", "port=5004&x=" + std::string(8000, 'x')).status, 204);
+    }
+    expect_good_requests();
+    char byte;
+    EXPECT_EQ(read(pipe, &byte, 1), 1) << "nothing was written there";
+    close(pipe);
+}
+
+/* The server's clock of the day, moved by the file while it runs. */
+TEST_F(SystemFaults, ClockJumps)
+{
+    if (server_under_test().stock) GTEST_SKIP() << "its time-outs go by the clock of the day";
+    const char *library = KELTO_FAKETIME;
+    if (access(library, R_OK) != 0) GTEST_SKIP() << "there is no " << library;
+    const std::string clock = directory.path + "/clock";
+    const auto set_clock = [&](const std::string &offset) {
+        write_file(clock + ".new", offset + "\n");
+        fs::rename(clock + ".new", clock);
+    };
+    set_clock("+0");
+    for (const auto &[name, value] :
+         std::vector<std::pair<const char *, std::string>>{{"LD_PRELOAD", library},
+                                                           {"FAKETIME_TIMESTAMP_FILE", clock},
+                                                           {"FAKETIME_NO_CACHE", "1"},
+                                                           {"FAKETIME_DONT_FAKE_MONOTONIC", "1"}}) {
+        setenv(name, value.c_str(), 1);
+    }
+    begin();
+    for (const char *name : {"LD_PRELOAD", "FAKETIME_TIMESTAMP_FILE"}) unsetenv(name);
+    std::string year = client.get("/api/sap").header("date");
+    for (const char *offset : {"+3650d", "-3650d", "+10m", "-10m", "-20000d", "+0"}) {
+        SCOPED_TRACE(offset);
+        set_clock(offset);
+        expect_good_requests();
+        expect_upload();
+        usleep(1100000); /* the server looks at the clock once a second */
+        expect_good_requests();
+        const std::string other = client.get("/api/sap").header("date");
+        EXPECT_NE(other, year);
+        year = other;
+    }
+}
+
+TEST_F(SystemFaults, MoreThan1024Descriptors)
+{
+    const rlimit many = {8192, 8192};
+    if (setrlimit(RLIMIT_NOFILE, &many) != 0) GTEST_SKIP() << "not allowed";
+    std::vector<int> inherited;
+    while (inherited.empty() || inherited.back() < 1500) inherited.push_back(dup(1));
+    begin({"--fault", "delay=5@CMD_SECURITY_CERTIFICATE"}, "server.max-fds = 8192\n");
+    for (const int fd : inherited) close(fd);
+    EXPECT_GT(idle, 1500u);
+    for (int i = 0; i < 20; ++i) expect_upload();
+
+    std::vector<std::unique_ptr<RawConnection>> clients;
+    for (int i = 0; i < 1500; ++i) {
+        clients.push_back(std::make_unique<RawConnection>(server->port()));
+        clients.back()->send("GET /api/sap HTTP/1.1\r\nHost: test\r\n\r\n");
+    }
+    for (const auto &one : clients) expect_texts(one->receive().body, {"'port' : 5004"});
+}
+
+/* As a log rotation, the end of a CGI program or a terminal's new size may send, a thousand of each
+ * a second. */
+TEST_F(SystemFaults, SignalsInAStorm)
+{
+    begin({"--streams", "500"});
+    std::atomic<bool> over = false;
+    std::thread sender([&] {
+        while (!over) {
+            for (const int signal : {SIGHUP, SIGCHLD, SIGALRM, SIGPIPE, SIGCONT, SIGWINCH}) {
+                kill(server->process_id(), signal);
+            }
+            usleep(1000);
+        }
+    });
+    for (int i = 0; i < 20; ++i) {
+        expect_good_requests();
+        expect_upload();
+        EXPECT_EQ(client.get("/api/leds").status, 200);
+        expect_texts(get("/api/stream"), {"'id' : '500'"});
+    }
+    over = true;
+    sender.join();
+}
+
+TEST_F(SystemFaults, NoDescriptorsLeft)
+{
+    begin();
+    {
+        size_t limit_number = 0;
+        for (int left = 2; left > 0; ++limit_number) { /* the connection has the first */
+            left -= fs::is_symlink(process() + "/fd/" + std::to_string(limit_number)) ? 0 : 1;
+        }
+        const Limit limit(server->process_id(), RLIMIT_NOFILE, limit_number - 1);
+        for (int i = 0; i < 3; ++i) {
+            const Response response = upload(300);
+            EXPECT_EQ(response.status, 400);
+            EXPECT_EQ(response.body, unreadable);
+            expect_good_requests();
+        }
+    }
+    expect_upload();
+}
+
+TEST_F(SystemFaults, NoAddressSpaceLeft)
+{
+    begin({"--streams", "5000"});
+    const std::string all = process() + "/statm";
+    {
+        const size_t pages = std::stoul(read_file(all));
+        const Limit limit(server->process_id(), RLIMIT_AS, pages * 4096 + 1024 * 1024);
+        for (int i = 0; i < 3; ++i) {
+            expect_failure(client.get("/api/stream"), 507);
+            expect_good_requests();
+            expect_upload();
+        }
+    }
+    const Response response = client.get("/api/stream");
+    EXPECT_EQ(response.status, 200);
+    expect_texts(response.body, {"'id' : '5000'"});
+}
+
+TEST_F(SystemFaults, AStoppedDaemonGoesOn)
+{
+    begin();
+    for (int i = 0; i < 5; ++i) {
+        kill(simulator->id(), SIGSTOP);
+        std::thread waker([this] {
+            usleep(300000);
+            kill(simulator->id(), SIGCONT);
+        });
+        std::vector<std::thread> others;
+        for (int j = 0; j < 3; ++j) others.emplace_back([this] { expect_good_requests(); });
+        expect_upload();
+        for (std::thread &other : others) other.join();
+        waker.join();
+    }
+}
+
+/* The link is made when the server starts: a server keeps its daemon, and a restarted one finds
+ * the new one. */
+TEST_F(SystemFaults, AnotherDaemonOnTheSocket)
+{
+    begin({"--software", "old"});
+    const std::string path = "/tmp/sysmng_web_plugin.socket";
+    fs::rename(path, path + ".old");
+    Process other({SYSMNGD_SIM, "--software", "new", slow_leds[0], slow_leds[1]},
+                  directory.path + "/other");
+    ASSERT_TRUE(wait_until([&] { return fs::exists(path); }));
+    expect_texts(get("/api/general"), {"'software' : 'old'"});
+    expect_good_requests();
+
+    simulator->stop(SIGKILL);
+    simulator.reset();
+    unlink((path + ".old").c_str());
+    for (int i = 0; i < 3; ++i) {
+        expect_failure(client.get("/api/general"), 500);
+        EXPECT_EQ(client.get("/index.html").status, 307);
+    }
+    kill(server->process_id(), SIGUSR1);
+    ASSERT_TRUE(wait_until([&] { return client.get("/api/general").status == 200; }));
+    expect_texts(get("/api/general"), {"'software' : 'new'"});
+    expect_good_requests();
+    EXPECT_EQ(client.get("/api/leds").status, 200);
+    expect_nothing_left();
+    server->stop();
+    server.reset();
+}
+
+} // namespace
