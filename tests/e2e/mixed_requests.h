@@ -1,0 +1,85 @@
+/* Requests of all kinds to the simulated daemon with prepared replies, and what a server has taken
+ * for them. */
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/e2e/device.h"
+
+/* Raw bytes, the status of the answer (0 for none), and a text of it. */
+struct HttpRequest {
+    std::string request;
+    int status;
+    const char *text = "";
+};
+
+inline std::string request(const std::string &line, const std::string &body = "",
+                           const std::string &headers = "")
+{
+    return line + " HTTP/1.1\r\nHost: test\r\n" + headers +
+           "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+inline std::string upload(size_t size)
+{
+    return request("POST /api/security/certificate",
+                   "--cut\r\nContent-Disposition: form-data; name=\"certificateName\"; "
+                   "filename=\"x.pem\"\r\n\r\n" +
+                       std::string(size, 'x') + "\r\n--cut--\r\n",
+                   "Content-Type: multipart/form-data; boundary=cut\r\n");
+}
+
+/* For connections that stay: everything that leaves one open on every server. */
+inline const std::vector<HttpRequest> kept = {
+    {request("GET /api/uptime"), 200, "uptime"},
+    {request("GET /api/stream"), 200, "\"20\""},
+    {request("PUT /api/sap", "port=5004&ipAddress=239.1.2.3"), 204},
+    {request("GET /api/stream/2"), 200, "\"2\""},
+    {request("GET /api/network"), 200, "networkMask"},
+    {request("PUT /api/network", "id[0]=1&id[1]=2&ipAddress[1]=10.0.0.2"), 204},
+    {request("GET /api/decoder"), 200, "vbianc"},
+    {request("POST /api/stream", "name=Cam&port=5000"), 201},
+    {request("PUT /api/sap", "port=0"), 400, "\"port\""},
+    {request("PUT /api/channel/start"), 204},
+    {request("DELETE /api/uptime"), 405},
+    {request("GET /index.html"), 307},
+    {request("POST /api/login"), 200},
+    {request("GET /api/srtStats"), 200, "[ {"},
+    {upload(300), 200},
+    {request("GET /api/changes"), 200, "software"},
+};
+
+/* For a connection each, which they may end. */
+inline std::vector<HttpRequest> ending()
+{
+    const int failed = server_under_test().stock ? 0 : 404;
+    return {
+        {upload(70000), 200},
+        {request("GET /api/stream/999"), failed},
+        {request("DELETE /api/configuration/999"), failed},
+        {request("GET /api/none"), 404},
+        {request("POST /api/login", "nobody reads this"), 200},
+        {request("GET /api/ports", "", "Connection: close\r\n"), 200},
+    };
+}
+
+inline size_t entries_below(const std::string &directory)
+{
+    const std::filesystem::recursive_directory_iterator all(directory);
+    return static_cast<size_t>(std::distance(begin(all), end(all)));
+}
+
+struct Taken {
+    long memory_kib;
+    size_t descriptors, files;
+};
+
+inline Taken taken_by(const WebServer &server)
+{
+    const std::string process = "/proc/" + std::to_string(server.process_id());
+    const std::string status = read_file(process + "/status");
+    return {std::stol(status.substr(status.find("VmRSS:") + 6)), entries_below(process + "/fd"),
+            entries_below("/mnt") + entries_below(server.root())};
+}
