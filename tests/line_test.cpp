@@ -63,6 +63,7 @@ protected:
     ~Line() override
     {
         module_cleanup(state);
+        unlink("/mnt/data/up.bin");
         the_daemon.closes();
         the_daemon = {};
         EXPECT_EQ(open_descriptors(), descriptors);
@@ -319,7 +320,7 @@ TEST_F(Line, GivesWayWhileAnUploadIsCopied)
         EXPECT_EQ(text_of_uploads().size(), leaves ? 0 : 700000 + strlen("|up.bin:"));
         reply_to_last();
         EXPECT_EQ(next.status, 200);
-        unlink("/mnt/data/up.bin");
+        unlink("/mnt/data/up.bin"); /* of the first */
     }
 }
 
