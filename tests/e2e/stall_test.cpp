@@ -238,7 +238,8 @@ TEST_F(Stall, IsNotMadeByAnUpload)
     aside.join();
     EXPECT_EQ(uploaded.status, 200);
     EXPECT_GT(pages, 100);
-    EXPECT_LT(longest, 200);
+    EXPECT_LT(longest, 1000);
+    unlink("/mnt/data/p.bin");
 }
 
 } // namespace
