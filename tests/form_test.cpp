@@ -76,6 +76,19 @@ TEST_F(Form, TellsWhatItDecodesOnStandardError)
     debug_output.clear();
     decode({{"k=" + value}});
     EXPECT_EQ(debug_output, "content=k=" + value + "\nkey=k, value=" + value + "\n");
+
+    /* Lines are gathered in 4096 bytes: many short ones, and some that just fit or do not. */
+    for (const size_t length : {1u, 2u, 3u, 5u, 7u, 11u, 4081u, 4082u, 4083u}) {
+        const std::string text(length, 'v');
+        std::string pairs, lines;
+        for (int i = 0; i < (length > 4000 ? 3 : 200); ++i) {
+            pairs += (i > 0 ? "&k=" : "k=") + text;
+            lines += "key=k, value=" + text + "\n";
+        }
+        debug_output.clear();
+        decode({{pairs}});
+        EXPECT_TRUE(debug_output == "content=" + pairs + "\n" + lines) << length;
+    }
 }
 
 TEST_F(Form, LooksUpScalarsAndIndexes)

@@ -257,6 +257,13 @@ TEST_F(Multipart, TellsOfAFileThatCannotBeStored)
     }
 }
 
+TEST_F(Multipart, GoesOnBehindAShortWrite)
+{
+    for (longest_write = 1; longest_write < 4; ++longest_write)
+        EXPECT_EQ(result_of(file("f", "a", "1234567") + end), "|a:1234567|f=/mnt/data/a");
+    longest_write = SIZE_MAX;
+}
+
 TEST_F(Multipart, RemovesTheFileWhenTheBodyCannotBeRead)
 {
     const std::string begun = file("f", "whole") + headers("name='g'; filename='a'") + "x";

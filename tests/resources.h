@@ -1,9 +1,10 @@
-/* Every route of the interface with its record and its commands, as agreed with
- * the daemon and written out: nothing is taken from the module's declarations.
+/* Every route of the interface with its commands and its record, written out by
+ * hand: nothing is taken from the module's declarations.
  *
- * A record is its size and its fields, each with its offset, its key and an
- * example, which tells what it is: 'text', true or false, 5 (int32), u5 (uint64)
- * or #5 (int32 shown in quotes). */
+ * A record is its size and its fields. A field is its offset, its key and an
+ * example, which shows its type: 'text', true or false, 5 (int32), u5 (uint64)
+ * or #5 (int32 shown in quotes). Records of arrays and of other records have no
+ * fields here, but bytes and texts in records_test.cpp. */
 #pragma once
 
 #include <string>
@@ -11,7 +12,7 @@
 
 #include "server/lighttpd.h"
 
-namespace agreed {
+namespace resources {
 
 /* The ways in which handlers answer. */
 enum Kind { READ, LIST, READ_ITEM, WRITE, WRITE_ITEM, CREATE, SUBMIT, RUN, RUN_ITEM, REMOVE, NONE };
@@ -159,4 +160,4 @@ inline const Route routes[] = {
     {"/api/srtStats", {{GET, READ, 61}}, 40, srt},
 };
 
-} // namespace agreed
+} // namespace resources

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace agreed;
+using namespace resources;
 using namespace std::string_literals;
 
 struct Outcome {

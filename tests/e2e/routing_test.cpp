@@ -78,4 +78,37 @@ TEST_F(Routing, VersionedPaths)
     EXPECT_TRUE(daemon.take_requests().empty()) << "the version is asked for once";
 }
 
+/* What the server's login has set is part of the module's answer. */
+TEST_F(Routing, AnswersKeepTheHeadersOfOtherModules)
+{
+    const PrivateDirectory directory;
+    const std::string users = directory.path + "/users";
+    write_file(users, "admin:right\n");
+    restart(
+        "server.modules := ( \"mod_auth\", \"mod_authn_file\", \"mod_kelto_sysmgmt\" )\n"
+        "auth.backend = \"plain\"\nauth.backend.plain.userfile = \"" +
+        users +
+        "\"\nauth.require = ( \"/private\" => ( \"method\" => \"basic\", \"realm\" => \"here\", "
+        "\"require\" => \"valid-user\" ) )\nserver.error-handler = \"/api/changes\"\n");
+    daemon.answer(changes_get, {Step::send(reply(changes_get, 1, changes_record))});
+    const Response refused = client.get("/private");
+    EXPECT_EQ(refused.status, 401);
+    EXPECT_EQ(refused.body, changes_text);
+    std::vector<std::string> headers = json_headers;
+    headers.push_back("www-authenticate: Basic realm=\"here\", charset=\"UTF-8\"");
+    EXPECT_EQ(refused.own_headers(), headers);
+}
+
+TEST_F(Routing, TheServersLogHasTheModulesLines)
+{
+    EXPECT_EQ(client.get("/api/talkback").status, 200);
+    const size_t before = server->log().size();
+    expect_good_exchange();
+    const std::string lines = server->log().substr(before);
+    for (const char *line :
+         {"kelto_sysmgmt_command:  59", "Send command OK", "Will return SUCCESS"})
+        EXPECT_NE(lines.find(line), std::string::npos) << lines;
+    EXPECT_NE(lines.find("(kelto_sysmgmt_command."), std::string::npos) << lines;
+}
+
 } // namespace

@@ -8,6 +8,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +21,7 @@ timeval last_wait;
 int64_t clock_us;
 std::map<std::string, int> calls_made;
 std::string debug_output;
+size_t longest_write = SIZE_MAX;
 const plugin_data *guarded;
 
 namespace {
@@ -104,7 +106,7 @@ ssize_t __real_write(int fd, const void *bytes, size_t count);
 ssize_t __wrap_write(int fd, const void *bytes, size_t count)
 {
     if (fails("write", ENOSPC)) return -1;
-    if (fd != STDERR_FILENO) return __real_write(fd, bytes, count);
+    if (fd != STDERR_FILENO) return __real_write(fd, bytes, std::min(count, longest_write));
     debug_output.append(static_cast<const char *>(bytes), count);
     return static_cast<ssize_t>(count);
 }

@@ -52,6 +52,7 @@ extern timeval last_wait; /* that a select was called with */
 extern int64_t clock_us;  /* the monotonic clock: it moves while the module waits */
 extern std::map<std::string, int> calls_made; /* of the link's system calls */
 extern std::string debug_output;              /* what was written to standard error */
+extern size_t longest_write;                  /* what a write takes of a file at the most */
 
 /* Behind a reply in its msg_buf nothing can be read; null: no such guard. */
 struct plugin_data;

@@ -1,0 +1,36 @@
+/* No route of the module is left out of resources.h, by which the others test. */
+#include <gtest/gtest.h>
+
+#include <set>
+
+#include "module/routes.h"
+#include "tests/resources.h"
+
+namespace {
+
+std::set<int> tested_methods(const std::string &path)
+{
+    std::set<int> methods;
+    for (const resources::Route &route : resources::routes) {
+        if (route.path != path) continue;
+        for (const resources::Action &action : route.actions) methods.insert(action.method);
+    }
+    return methods;
+}
+
+TEST(Coverage, EveryRouteIsTestedWithEveryMethod)
+{
+    for (size_t i = 0; i < route_count; ++i) {
+        std::string path(routes[i].path);
+        const std::string id = "([0-9]+)$";
+        if (path[0] == '^') path = path.substr(1, path.find(id) - 1) + "12";
+        std::set<int> methods;
+        for (const Action &action : routes[i].actions) {
+            if (action.handler || action.id_handler) methods.insert(action.method);
+        }
+        EXPECT_EQ(tested_methods(path), methods) << path << " in tests/resources.h";
+    }
+    EXPECT_EQ(std::size(resources::routes), route_count);
+}
+
+} // namespace
