@@ -90,14 +90,14 @@ TEST_F(Bodies, StreamedByTheServer)
             client.http2 = http2;
             for (const size_t cut : {1u, 30u, 70u}) {
                 const std::vector<std::string> pieces = {form.substr(0, cut), form.substr(cut)};
-                expect_written(client.send_slowly("PUT", "/api/sap", pieces, 100, ""), sap_set,
+                expect_written(client.send_slowly("PUT", "/api/sap", pieces, 10, ""), sap_set,
                                form_record());
             }
             const std::vector<std::string> pieces = {certificate.substr(0, 900),
                                                      certificate.substr(900, 120000),
                                                      certificate.substr(120900)};
             EXPECT_EQ(
-                client.send_slowly("POST", "/api/security/certificate", pieces, 100, type).status,
+                client.send_slowly("POST", "/api/security/certificate", pieces, 10, type).status,
                 200);
             EXPECT_TRUE(read_file(file) == std::string(300000, 'x'));
             EXPECT_EQ(unlink(file.c_str()), 0);

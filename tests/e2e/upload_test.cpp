@@ -134,10 +134,10 @@ TEST_F(Uploads, TakeBoundedMemory)
     const std::string block = image(mebi);
     expect_installed(upload("x.pem", block), "x.pem", block);
     const long before = peak_kib();
-    EXPECT_EQ(upload("x.pem", block, 300).status, 200);
+    EXPECT_EQ(upload("x.pem", block, 64).status, 200);
     EXPECT_LT(peak_kib() - before, 8 * 1024);
     expect_files({"/mnt/data/x.pem"});
-    EXPECT_EQ(std::filesystem::file_size("/mnt/data/x.pem"), 300 * mebi);
+    EXPECT_EQ(std::filesystem::file_size("/mnt/data/x.pem"), 64 * mebi);
     std::ifstream stored("/mnt/data/x.pem");
     for (std::string read(mebi, '\0'); stored.read(read.data(), mebi);) ASSERT_TRUE(read == block);
 }

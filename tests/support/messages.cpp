@@ -52,3 +52,63 @@ std::string reply(uint32_t command, uint32_t result, const std::string &record)
 {
     return reply(command, result, static_cast<uint32_t>(record.size()), record);
 }
+
+namespace {
+
+/* The checksum made wrong by one. */
+std::string damaged(std::string bytes)
+{
+    bytes[12] = static_cast<char>(bytes[12] + 1);
+    return bytes;
+}
+
+/* Another length; the sum of all bytes stays. */
+std::string with_length(std::string bytes, uint32_t length)
+{
+    const std::string word = u32(length);
+    for (size_t i = 0; i < 4; ++i) {
+        bytes[12] = static_cast<char>(bytes[12] + bytes[4 + i] - word[i]);
+        bytes[4 + i] = word[i];
+    }
+    return bytes;
+}
+
+} // namespace
+
+std::vector<OddReply> odd_replies(uint32_t command, const std::string &record)
+{
+    const std::string good = reply(command, 1, record), payload = good.substr(13);
+    const std::string other = reply(command + 100, 1, record);
+    const uint32_t length = static_cast<uint32_t>(good.size());
+    const size_t part = 13 + payload.size() / 4;
+    return {
+        {"another tag", message(0, payload, 7), OddReply::GOOD},
+        {"less than told", reply(command, 1, 0xFFFFFFFF, record), OddReply::GOOD},
+        {"two replies", good + good, OddReply::SURPLUS},
+        {"good, then another's", good + other, OddReply::SURPLUS},
+        {"good, then two bytes", good + "xx", OddReply::SURPLUS},
+        {"refused", reply(command, 0, ""), OddReply::REFUSAL},
+        {"another result", reply(command, 2, ""), OddReply::REFUSAL},
+        {"another's", other, OddReply::REFUSAL},
+        {"another's, then good", other + good, OddReply::REFUSAL},
+        {"another type", message(7, payload), OddReply::REFUSAL},
+        {"another type, no payload", message(7, ""), OddReply::REFUSAL},
+        {"no payload", message(0, ""), OddReply::REFUSAL},
+        {"part of a preamble", message(0, payload.substr(0, 11)), OddReply::REFUSAL},
+        {"bad checksum", damaged(good), OddReply::BROKEN},
+        {"bad checksum, then good", damaged(good) + good, OddReply::BROKEN},
+        {"length 0", with_length(good, 0), OddReply::BROKEN},
+        {"length 12", with_length(good, 12), OddReply::BROKEN},
+        {"length 13", with_length(good, 13), OddReply::BROKEN},
+        {"length less by one", with_length(good, length - 1), OddReply::BROKEN},
+        {"length more by one", with_length(good, length + 1), OddReply::CUT},
+        {"one byte", good.substr(0, 1), OddReply::CUT},
+        {"half a header", good.substr(0, 6), OddReply::CUT},
+        {"a header less one byte", good.substr(0, 12), OddReply::CUT},
+        {"a header", good.substr(0, 13), OddReply::CUT},
+        {"part of a message", good.substr(0, part), OddReply::CUT},
+        {"all but a byte", good.substr(0, length - 1), OddReply::CUT},
+        {"too great a length", with_length(good, 13 + 16 * 1024 * 1024 + 1), OddReply::TOO_LARGE},
+        {"the greatest length", with_length(good, 0xFFFFFFFF), OddReply::TOO_LARGE},
+    };
+}
