@@ -90,12 +90,18 @@ TEST_F(Client, RefusesBadArguments)
     the_daemon.sends(empty);
     EXPECT_EQ(SysMngReceiveMsg(nullptr, &tag, &type, buffer, &length), -1);
     EXPECT_EQ(SysMngReceiveMsg(handle, &tag, &type, buffer, nullptr), -1);
+    length = 1;
+    EXPECT_EQ(SysMngReceiveMsg(handle, &tag, nullptr, buffer, &length), -1);
+    EXPECT_EQ(SysMngReceiveMsg(handle, &tag, &type, nullptr, &length), -1);
     EXPECT_EQ(receive(0), -1);
     EXPECT_EQ(receive(1), 0) << "the message is still there";
 
     SysMngHeader header = {};
     header.length[0] = 12;
     EXPECT_EQ(SysMngChecksumGenerate(&header, buffer), -1) << "length below the header's";
+    header.length[0] = 13;
+    EXPECT_EQ(SysMngChecksumGenerate(&header, nullptr), 0);
+    EXPECT_EQ(header.checksum, 243);
     header.length[0] = 14;
     EXPECT_EQ(SysMngChecksumVerify(&header, nullptr), -1) << "payload missing";
     EXPECT_EQ(SysMngChecksumVerify(nullptr, buffer), -1);
@@ -110,7 +116,9 @@ TEST_F(Client, ReceivesAMessage)
     EXPECT_EQ(type, 7u);
     EXPECT_EQ(tag, 0x44332211u);
     EXPECT_EQ(received(), payload);
-    the_daemon.sends(empty);
+    the_daemon.sends(message(7, "x") + empty);
+    ASSERT_EQ(receive(), 0);
+    EXPECT_EQ(received(), "x");
     ASSERT_EQ(SysMngReceiveMsg(handle, nullptr, &type, buffer, &length), 0);
     EXPECT_EQ(length, 0u);
 }
@@ -219,7 +227,7 @@ TEST_F(Client, WaitsForALateRestAsLongAsNoGapIsTooLong)
     }
     the_daemon.sends(whole.substr(0, 20));
     EXPECT_EQ(receive(), -1);
-    the_daemon.later = {{1000, whole.substr(20, 2)}, {1000, whole.substr(22)}, {1, "behind"}};
+    the_daemon.later = {{1000, whole.substr(20, 1)}, {1000, whole.substr(21)}, {1, "behind"}};
     const int64_t before = clock_us;
     EXPECT_EQ(send(0, 1, ""), 0);
     EXPECT_EQ(clock_us - before, 2000) << "all that was missing has come";

@@ -2,8 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstdio>
 #include <random>
 
+#include "tests/support/calls.h"
 #include "tests/support/messages.h"
 
 namespace {
@@ -47,6 +51,18 @@ TEST(Escape, StaysWithinTheField)
         EXPECT_EQ(escape_string(field.data(), c.width), field.data());
         EXPECT_EQ(field, text_field(c.field, c.width) + '#');
     }
+}
+
+/* The memory that it needs is kept, so that only the first text of a process can go without. */
+TEST(EscapeDeathTest, ShowsNothingWithoutMemory)
+{
+    const auto escape = [] {
+        const FailingCall no_memory("calloc", 1, true);
+        char text[] = "a<b";
+        fprintf(stderr, "%s.", escape_string(text, sizeof(text)));
+        _exit(0);
+    };
+    EXPECT_EXIT(escape(), testing::ExitedWithCode(0), "^\\.$");
 }
 
 /* One character after the other. */

@@ -1,8 +1,10 @@
 /* URL-encoded bodies: pairs, lookups, and bodies in pieces. */
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/mman.h>
 
 #include "input/body.h"
+#include "input/form.h"
 #include "input/params.h"
 #include "tests/support/module_test.h"
 
@@ -91,6 +93,23 @@ TEST_F(Form, TellsWhatItDecodesOnStandardError)
     }
 }
 
+/* Nothing waits for standard error: what it does not take is lost. */
+TEST_F(Form, DropsDebugLinesThatStandardErrorDoesNotTake)
+{
+    for (const auto &[events, interrupted, lines] :
+         {std::tuple(POLLOUT, 0, "content=a=1\nkey=a, value=1\n"),
+          {POLLOUT, 2, "content=a=1\nkey=a, value=1\n"},
+          {0, 0, ""},
+          {POLLERR, 0, ""}}) {
+        debug_output.clear();
+        debug_events = static_cast<short>(events);
+        interrupted_writes = interrupted;
+        EXPECT_EQ(decode({{"a=1"}}), "|a=1");
+        EXPECT_EQ(debug_output, lines);
+    }
+    debug_events = POLLOUT;
+}
+
 TEST_F(Form, LooksUpScalarsAndIndexes)
 {
     const std::string long_name(100, 'n');
@@ -138,6 +157,10 @@ TEST_F(Form, HoldsABoundedNumberOfParametersAndBytes)
             EXPECT_NE(server_log[0].find(dropped[0]), std::string::npos);
         }
     }
+    const buffer content = {many.data(), many.size() + 1, 0};
+    EXPECT_EQ(parse_urlencoded_chunk(&content, state->params), 1);
+    EXPECT_EQ(parse_urlencoded_chunk(nullptr, state->params), -1);
+    EXPECT_EQ(parse_urlencoded_chunk(&content, nullptr), -1);
 }
 
 TEST_F(Form, GivesBackWhatAGiantOneTook)
@@ -166,6 +189,18 @@ TEST_F(Form, IgnoresWhatTheServerKeepsInFiles)
     }
 }
 
+TEST_F(Form, TakesNothingOfWhatALongerOneLeftBehind)
+{
+    decode({{"a=======1======"}, {"b=2====="}});
+    EXPECT_EQ(decode({{"x=1&y"}, {"=2"}}), "|x=1|y=2");
+    begin(HTTP_METHOD_PUT, "");
+    append_body({{"x=1"}, {"y=2"}});
+    con->request_content_queue->last->mem->used = 0; /* an empty chunk */
+    array_reset(state->params);
+    EXPECT_EQ(parse_query_params(nullptr, con, state), HANDLER_GO_ON);
+    EXPECT_EQ(text_of(state->params), "|x=1");
+}
+
 TEST_F(Form, TellsWhyAFileCannotBeRead)
 {
     const int null_device = open("/dev/null", O_RDONLY);
@@ -191,6 +226,7 @@ TEST_F(Form, IsChosenByTheContentType)
 {
     EXPECT_EQ(decode({{"a=1"}}, "application/json"), "|a=1");
     EXPECT_EQ(decode({{"a=1"}}, "multipart/mixed; boundary=x"), "|a=1");
+    EXPECT_EQ(decode({{"a=1"}}, "multipart/form-date; boundary=x"), "|a=1");
     EXPECT_EQ(decode({{"a=1"}}, "Multipart/Form-Data; charset=utf-8"), "") << "no boundary";
 }
 

@@ -123,10 +123,13 @@ const Case cases[] = {
     {"no name", part("names; filename='a'") + part("") + end, ""},
     {"no disposition", "--XyZ\r\nContent-Type: name=\"f\"\r\n\r\nx\r\n" + end, ""},
     {"no headers", "--XyZ\r\n\r\nx\r\n" + end, ""},
+    {"no headers behind a part that has some", field("f") + "--XyZ\r\n\r\ny\r\n" + end, "|f=x"},
     {"filename in front of name", part("filename='b'; name='f'") + end, "|b:x|b=/mnt/data/b"},
     {"one key in the other's text", file("the filename", "a") + end, "|the filename=x"},
     {"unquoted", part("name=f; name='g'") + end, ""},
     {"name's quote left open", part("name='f") + end, ""},
+    {"a quote left open behind a longer header",
+     "--XyZ\r\nX: " + std::string(60, '"') + "\r\n" + part("name='f").substr(7) + end, ""},
     {"filename's quote left open", part("name='f'; filename='a") + end, "|f=x"},
     {"half a key in front", part("nname='f'; fifilename='a'") + end, a_file},
     {"another case", "--XyZ\r\nContent-disposition: name=\"f\"\r\n\r\nx\r\n" + end, ""},
@@ -211,15 +214,16 @@ TEST_F(Multipart, StoresNothingOutsideTheDirectory)
     EXPECT_STREQ(get_value(state->params, "f"), "/mnt/data/aA.bin") << "read back decoded";
 }
 
+const char *const inside = "/mnt/data/a";
+const std::function<int()> obstacles[] = {
+    [] { return link("/mnt/data/b", inside); },
+    [] { return symlink("/mnt/data/b", inside); },
+    [] { return symlink("/mnt/data/none", inside); },
+    [] { return mkfifo(inside, 0600); },
+};
+
 TEST_F(Multipart, ReplacesWhateverStandsUnderTheName)
 {
-    const char *const inside = "/mnt/data/a";
-    const std::function<int()> obstacles[] = {
-        [&] { return link("/mnt/data/b", inside); },
-        [&] { return symlink("/mnt/data/b", inside); },
-        [&] { return symlink("/mnt/data/none", inside); },
-        [&] { return mkfifo(inside, 0600); },
-    };
     for (const auto &put : obstacles) {
         clear();
         std::ofstream(uploads / "b") << "untouched";
@@ -233,13 +237,36 @@ TEST_F(Multipart, ReplacesWhateverStandsUnderTheName)
     EXPECT_EQ(seen(), "|a:(not a file)|f=/mnt/data/a|upload of a failed: Is a directory ");
 }
 
-/* The old file cannot be removed; the daemon must not find it in place of the new one. */
+/* The old file cannot be removed; the daemon must not find it in place of the new one. What is no
+ * file of its own stays as it is. */
 TEST_F(Multipart, EmptiesAFileThatCannotBeReplaced)
 {
     const FailingCall failing("unlinkat", 1, true);
     std::ofstream(uploads / "a") << "the old one";
     EXPECT_EQ(decode({{file("f", "a", "new") + end}}), HANDLER_GO_ON);
     EXPECT_EQ(seen(), "|a:new|f=/mnt/data/a");
+    for (const auto &put : obstacles) {
+        clear();
+        std::ofstream(uploads / "b") << "untouched";
+        EXPECT_EQ(put(), 0);
+        EXPECT_EQ(decode({{file("f", "a", "new") + end}}), HANDLER_GO_ON);
+        EXPECT_NE(seen().find("|b:untouched|f=/mnt/data/a|upload of a failed: Permission denied"),
+                  std::string::npos)
+            << seen();
+    }
+}
+
+TEST_F(Multipart, LeavesNoHalfOfAFile)
+{
+    for (const auto &[removable, left] : {std::pair(true, ""), {false, "|a:"}}) {
+        clear();
+        std::ofstream(uploads / "a") << "the old one";
+        room_on_disk = 3;
+        const FailingCall failing(removable ? "" : "unlinkat", 1, true);
+        EXPECT_EQ(decode({{file("f", "a", "12345") + end}}), HANDLER_GO_ON);
+        EXPECT_EQ(seen(), left + "|f=/mnt/data/a|upload of a failed: No space left on device "s);
+        room_on_disk = SIZE_MAX;
+    }
 }
 
 TEST_F(Multipart, TellsOfAFileThatCannotBeStored)
@@ -259,8 +286,10 @@ TEST_F(Multipart, TellsOfAFileThatCannotBeStored)
 
 TEST_F(Multipart, GoesOnBehindAShortWrite)
 {
-    for (longest_write = 1; longest_write < 4; ++longest_write)
+    for (longest_write = 1; longest_write < 4; ++longest_write) {
+        interrupted_writes = 2;
         EXPECT_EQ(result_of(file("f", "a", "1234567") + end), "|a:1234567|f=/mnt/data/a");
+    }
     longest_write = SIZE_MAX;
 }
 
@@ -274,7 +303,9 @@ TEST_F(Multipart, RemovesTheFileWhenTheBodyCannotBeRead)
 
 TEST_F(Multipart, SkipsRequestHeadersInTheFirstChunkOnly)
 {
-    const std::string front = "POST / HTTP/1.1\r\nContent-Type: x; boundary=XyZ\r\nA: b\r\n\r\n";
+    /* Taken for a body, they would be a part with a name. */
+    const std::string front =
+        "POST /?Content-Disposition: name=\"q\" HTTP/1.1\r\nX: boundary=XyZ\r\nA: b\r\n\r\n";
     const std::string body = field("f") + end;
     /* Where the chunk can have no headers, this is a body: its first line is not looked at. */
     const std::string odd = "??XyZ" + field("f", "boundary=\r\n\r\n").substr(5) + end;
@@ -285,6 +316,7 @@ TEST_F(Multipart, SkipsRequestHeadersInTheFirstChunkOnly)
         {{behind_headers(odd)}, "|f=boundary=\r\n\r\n"},
         {{{odd.substr(0, 9)}, {odd.substr(9)}}, "|f=boundary=\r\n\r\n"},
         {{{odd, Piece::OPEN_FILE}}, "|f=boundary=\r\n\r\n"},
+        {{{"??XyZ" + field("f", "boundary\r\n\r\n").substr(5) + end}}, "|f=boundary\r\n\r\n"},
     };
     for (const auto &[pieces, result] : cases_of_headers) EXPECT_EQ(result_of(pieces), result);
 }
@@ -303,18 +335,22 @@ TEST_F(Multipart, NeedsABoundaryThatCanBeOne)
 
 TEST_F(Multipart, CutsWhatIsTooLong)
 {
-    const std::string x(5000, 'x'), v(65536, 'v'), blanks(12250, ' ');
+    const std::string x(5000, 'x'), v(65536, 'v'), blanks(12267, ' ');
     const std::string dropped = "|Dropped what is more than a form may hold ";
-    EXPECT_EQ(result_of(file(x, x, "1") + part(blanks + "name='g'") +
-                        part(blanks + blanks + "name='h'") + end),
-              "|g=x|" + x.substr(0, 4095) + "=/mnt/data/" + x.substr(0, 4085) + "|upload of " +
-                  x.substr(0, 4085) + " failed: File name too long ");
+    EXPECT_EQ(
+        result_of(file(x, x, "1") + part(blanks + "name='g'") + part(blanks + " name='h'") + end),
+        "|g=x|" + x.substr(0, 4095) + "=/mnt/data/" + x.substr(0, 4085) + "|upload of " +
+            x.substr(0, 4085) + " failed: File name too long ");
     const std::string body = field("f", v + "v") + field("g", v) + end;
     EXPECT_EQ(result_of({{body.substr(0, 50000), Piece::OPEN_FILE}, {body.substr(50000)}}),
               "|f=" + v + "|g=" + v + dropped);
-    EXPECT_EQ(result_of(field("f", v) + field("g", v) + field("h", v) + field("i", v) + field("j") +
-                        file("k", "a") + end),
-              "|a:x|f=" + v + "|g=" + v + "|h=" + v + "|j=x|k=/mnt/data/a" + dropped);
+    /* 262144 bytes of names and values in all. */
+    const std::string three = field("f", v) + field("g", v) + field("h", v), last(65532, 'v');
+    const std::string stored_three = "|f=" + v + "|g=" + v + "|h=" + v;
+    EXPECT_EQ(result_of(three + end), stored_three);
+    EXPECT_EQ(result_of(three + field("i", last) + end), stored_three + "|i=" + last);
+    EXPECT_EQ(result_of(three + field("i", last + "v") + field("j") + file("k", "a") + end),
+              "|a:x" + stored_three + "|j=x|k=/mnt/data/a" + dropped);
 
     std::string files, fields, stored;
     for (int i = 0; i < 9; ++i) files += file("f", std::to_string(i));

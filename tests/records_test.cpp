@@ -247,6 +247,40 @@ TEST_F(Records, OfInterfacesEndAtThirtyFour)
     expect_written(resources::PUT, "/api/network", 23, form, records);
 }
 
+TEST_F(Records, ShowNumbersOfEveryLength)
+{
+    const std::pair<uint64_t, const char *> numbers[] = {
+        {0, "0"},
+        {9, "9"},
+        {10, "10"},
+        {99, "99"},
+        {100, "100"},
+        {9999, "9999"},
+        {10000, "10000"},
+        {10099, "10099"},
+        {1000000, "1000000"},
+        {2147483647, "2147483647"},
+        {4294967295, "4294967295"},
+        {4294967296, "4294967296"},
+        {10000000000, "10000000000"},
+        {18446744073709551615u, "18446744073709551615"},
+    };
+    for (const auto &[number, text] : numbers) {
+        const std::string low = u32(static_cast<uint32_t>(number));
+        will_reply(61, 1,
+                   low + text_field("", 20) + low + u32(static_cast<uint32_t>(number >> 32)) +
+                       text_field("", 8));
+        const std::string members = get("/api/srtStats").body;
+        EXPECT_NE(members.find("\"droppedPackets\" : "s + text + ", "), std::string::npos)
+            << members;
+        if (number > 2147483647) continue;
+        EXPECT_EQ(members.rfind("[ {\"totalBitrate\" : "s + text + ", ", 0), 0u) << members;
+        will_reply(36, 1, u32(-static_cast<uint32_t>(number)) + u32(0) + u32(0));
+        const std::string sign = number > 0 ? "-" : "";
+        EXPECT_EQ(get("/api/leds").body.rfind("[ {\"ntp\" : " + sign + text + ", ", 0), 0u) << text;
+    }
+}
+
 TEST_F(Records, ConvertIntegersLikeDecimals)
 {
     const std::pair<const char *, uint32_t> cases[] = {

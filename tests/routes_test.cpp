@@ -125,8 +125,11 @@ protected:
                         "[\n{\"message\" : \"too &lt;low&gt;\", \"property\" : \"port\"},\n"
                         "{\"message\" : \"bad \\\"name\\\"\", \"property\" : \"" +
                             long_name.substr(1) + "\"}\n]");
+            expect_text(ask(reply(command, 2, entry("m", "p"))), 400,
+                        "[\n{\"message\" : \"m\", \"property\" : \"p\"}\n]");
         } else if (action.kind == WRITE_ITEM) {
             expect(ask(complaints), 404, "", 0);
+            expect(ask(reply(command, 2, entry("m", "p"))), 404, "", 0);
         } else if (action.kind != SUBMIT) {
             expect_failure(complaints, failure);
         }

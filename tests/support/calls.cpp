@@ -1,6 +1,7 @@
 #include "tests/support/calls.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sanitizer/asan_interface.h>
 #include <sys/mman.h>
 #include <sys/select.h>
@@ -21,7 +22,9 @@ timeval last_wait;
 int64_t clock_us;
 std::map<std::string, int> calls_made;
 std::string debug_output;
-size_t longest_write = SIZE_MAX;
+short debug_events = POLLOUT;
+int interrupted_writes;
+size_t longest_write = SIZE_MAX, room_on_disk = SIZE_MAX;
 const plugin_data *guarded;
 
 namespace {
@@ -106,9 +109,26 @@ ssize_t __real_write(int fd, const void *bytes, size_t count);
 ssize_t __wrap_write(int fd, const void *bytes, size_t count)
 {
     if (fails("write", ENOSPC)) return -1;
-    if (fd != STDERR_FILENO) return __real_write(fd, bytes, std::min(count, longest_write));
-    debug_output.append(static_cast<const char *>(bytes), count);
-    return static_cast<ssize_t>(count);
+    if (interrupted_writes > 0) {
+        --interrupted_writes;
+        errno = EINTR;
+        return -1;
+    }
+    if (fd == STDERR_FILENO) {
+        debug_output.append(static_cast<const char *>(bytes), count);
+        return static_cast<ssize_t>(count);
+    }
+    errno = ENOSPC;
+    if (room_on_disk == 0) return -1;
+    const ssize_t written = __real_write(fd, bytes, std::min({count, longest_write, room_on_disk}));
+    if (room_on_disk != SIZE_MAX) room_on_disk -= static_cast<size_t>(written);
+    return written;
+}
+
+int __wrap_poll(pollfd *files, nfds_t, int)
+{
+    files->revents = debug_events;
+    return debug_events != 0;
 }
 
 /* The module's end of a pair of sockets takes the place of `fd`. */

@@ -52,7 +52,10 @@ extern timeval last_wait; /* that a select was called with */
 extern int64_t clock_us;  /* the monotonic clock: it moves while the module waits */
 extern std::map<std::string, int> calls_made; /* of the link's system calls */
 extern std::string debug_output;              /* what was written to standard error */
+extern short debug_events;                    /* what poll tells of standard error */
+extern int interrupted_writes;                /* so many writes end with EINTR first */
 extern size_t longest_write;                  /* what a write takes of a file at the most */
+extern size_t room_on_disk;                   /* for all writes together */
 
 /* Behind a reply in its msg_buf nothing can be read; null: no such guard. */
 struct plugin_data;
