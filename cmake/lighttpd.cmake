@@ -1,4 +1,4 @@
-# What a lighttpd source tree and its build tell about the server.
+# Reads a lighttpd source tree and its build.
 
 # lighttpd_tree(PREFIX SOURCE BUILD): sets PREFIX_VERSION, and of a configured
 # tree PREFIX_CONFIG_DIR, where its config.h is, and PREFIX_OPTIONS, what its

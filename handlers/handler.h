@@ -17,5 +17,5 @@
 
 using Handler = handler_t(server *srv, connection *con, plugin_data *p);
 
-/* With the number that stands in the request's path. */
+/* With the number in the request's path. */
 using IdHandler = handler_t(server *srv, connection *con, plugin_data *p, int32_t id);

@@ -40,8 +40,8 @@ ContentType content_type_of(connection *con)
     return {true, found ? found + sizeof(parameter) - 1 : nullptr};
 }
 
-/* Maps a temporary file where it is not mapped yet. The mapping stays in the
- * chunk, where the server finds it when it releases the chunk. */
+/* Maps a temporary file, unless it is mapped already. The server unmaps it when
+ * it frees the chunk. */
 bool map_file(server *srv, chunk *c)
 {
     if (c->file.mmap.start != MAP_FAILED) return true;
@@ -73,19 +73,19 @@ Span body_bytes(const chunk *c)
     return offset < used ? Span{c->mem->ptr + offset, used - offset} : Span{"", 0};
 }
 
-/* What follows request headers, where there are any in front of the first NUL. */
+/* The text after the request headers, if there are any before the first NUL. */
 Span skip_headers(Span text)
 {
     const Span before_nul = up_to(text, '\0');
-    const Span line = up_to(before_nul, '\r'); /* few forms have a line end: the quicker search */
+    const Span line =
+        up_to(before_nul, '\r'); /* few forms have a line end, so this search is quicker */
     const char *found = find(rest_of(before_nul, line.length), span_of("\r\n\r\n"));
     return found ? rest_of(text, static_cast<size_t>(found - text.data) + 4) : text;
 }
 
-/* The form in the memory chunks. One chunk is left where it lies; a pair can be
- * cut anywhere between two, so those are put together in `joined`. Request
- * headers can stand in front of the first where its offset does not say where
- * the body begins. */
+/* The form in the memory chunks. A single chunk is used in place; several are
+ * copied to `joined`, because a pair can be split between two of them. A first
+ * chunk without an offset can begin with the request headers. */
 Span join_form(chunk *first, buffer *joined)
 {
     Span form = {nullptr, 0};
@@ -105,7 +105,7 @@ Span join_form(chunk *first, buffer *joined)
     return form;
 }
 
-/* As much of it as may be, up to the end of a pair. */
+/* The form, cut at the end of a pair where it is too long. */
 Span bounded(Span form)
 {
     if (form.length <= MOST_PARAMETER_BYTES) return form;
@@ -115,10 +115,10 @@ Span bounded(Span form)
 
 void report_dropped(server *srv)
 {
-    log_error_write(srv, label, __LINE__, "s", "Dropped what is more than a form may hold");
+    log_error_write(srv, label, __LINE__, "s", "The form is too large: dropped the rest of it");
 }
 
-/* URL-encoded pairs. What the server keeps in files is mapped and left. */
+/* URL-encoded pairs. Chunks in files are mapped, but not decoded. */
 handler_t decode_form_body(server *srv, chunk *first, plugin_data *p)
 {
     for (chunk *c = first; c; c = c->next) {
@@ -133,8 +133,7 @@ handler_t decode_form_body(server *srv, chunk *first, plugin_data *p)
     return HANDLER_GO_ON;
 }
 
-/* A file can be large and the disk slow: what else there is to do gets its turn
- * between two pieces. */
+/* A file can be large and the disk slow: other work is done between two pieces. */
 constexpr size_t piece_bytes = 256 * 1024;
 
 /* False when nobody wants the body any more. */
@@ -151,8 +150,8 @@ bool parse_file(server *srv, const chunk *c, array *params, multipart_parser &pa
     return true;
 }
 
-/* A multipart form. Without a boundary nothing can be told apart: the body
- * yields no parameters. */
+/* A multipart form. Without a boundary its parts cannot be found, and there are
+ * no parameters. */
 handler_t decode_multipart_body(server *srv, chunk *first, plugin_data *p, const char *boundary)
 {
     multipart_parser parser;
@@ -186,7 +185,7 @@ handler_t parse_query_params(server *srv, connection *con, plugin_data *p)
     if (queue->bytes_in != con->request.content_length) {
         const handler_t read = connection_handle_read_post_state(srv, con);
         if (read != HANDLER_GO_ON) return read;
-        /* A server that streams bodies goes on before their end. */
+        /* A server that streams request bodies calls the module before their end. */
         if (queue->bytes_in != con->request.content_length) return HANDLER_WAIT_FOR_EVENT;
     }
     if (con->request.content_length == 0) return HANDLER_GO_ON;

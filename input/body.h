@@ -11,6 +11,6 @@
  * the handler returns it at once and is called again from its start. */
 handler_t parse_query_params(server *srv, connection *con, plugin_data *p);
 
-/* To be called when the request is over: what a giant form has made grow is
- * given back. */
+/* Call it when the request is over: frees the memory of an unusually large
+ * form. */
 void release_giant_form(const connection *con, plugin_data *p);

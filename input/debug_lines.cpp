@@ -30,8 +30,8 @@ void add(DebugLines &lines, Span text)
     }
 }
 
-/* Where a line of this length goes in one piece; null when it is longer than
- * all the room. */
+/* Room for a line of this length in one piece; null when it is longer than the
+ * buffer. */
 char *room_for(DebugLines &lines, size_t length)
 {
     if (length > sizeof(lines.bytes)) return nullptr;
@@ -49,7 +49,7 @@ char *put(char *at, Span text)
 
 } // namespace
 
-/* Nobody can be told that standard error is gone or full. */
+/* There is nowhere to report that standard error is closed or full. */
 void flush(DebugLines &lines)
 {
     Span text = {lines.bytes, lines.used};
@@ -69,7 +69,7 @@ void add_content(DebugLines &lines, Span content)
     add(lines, span_of("\n"));
 }
 
-/* There are many of these: in one piece they cost few calls. */
+/* A form has many of these: putting each in one piece takes fewer calls. */
 void add_pair(DebugLines &lines, Span key, Span value)
 {
     const size_t length = strlen("key=, value=\n") + key.length + value.length;

@@ -1,6 +1,6 @@
-/* Debug lines on standard error, gathered so that those of one chunk leave in
- * few writes. They never hold up the server: what standard error has no room
- * for at the moment is dropped. */
+/* Debug lines on standard error, buffered so that those of one body take few
+ * writes. Writing never blocks the server: what standard error cannot take at
+ * once is dropped. */
 #pragma once
 
 #include "input/span.h"
@@ -14,5 +14,5 @@ struct DebugLines {
 void add_content(DebugLines &lines, Span content);
 void add_pair(DebugLines &lines, Span key, Span value);
 
-/* Writes what is gathered; the owner calls it at the end. */
+/* Writes what is buffered. Call it at the end. */
 void flush(DebugLines &lines);

@@ -5,7 +5,7 @@
 
 #include "server/lighttpd.h"
 
-/* Decodes `content`, which ends where a pair does, and tells it and each pair
- * on standard error. Returns 0, 1 when there were more parameters than a body
+/* Decodes `content`, which ends where a pair does, and writes it and each pair
+ * to standard error. Returns 0, 1 when there were more parameters than a body
  * may have, or -1 when an argument is null. */
 int parse_urlencoded_chunk(const buffer *content, array *params);

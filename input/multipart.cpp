@@ -28,8 +28,8 @@ size_t least(size_t a, size_t b)
     return a < b ? a : b;
 }
 
-/* Whether the name stays in the directory, also in the form in which it is
- * read back: a lookup decodes it. */
+/* Whether the file stays in the upload directory, also once a lookup has decoded
+ * its name. */
 bool stays_inside(const char *name, buffer *scratch)
 {
     if (*name == '\0') return false;
@@ -62,7 +62,7 @@ bool store(multipart_parser *parser, Span value)
 }
 
 /* The parameter is stored even if the file cannot be: the daemon then finds no
- * file, and tells the client. */
+ * file, and its answer says so. */
 void begin_file(multipart_parser *parser)
 {
     char *const name = parser->filename;
@@ -115,7 +115,7 @@ void complete_part(multipart_parser *parser)
 }
 
 /* How many bytes at the end may be the beginning of a delimiter. A boundary has
- * no '\r', so only the last one can begin it. */
+ * no '\r', so only the last '\r' can begin one. */
 size_t begun_delimiter(const multipart_parser *parser, const char *data, size_t length)
 {
     const size_t tail = least(length, parser->delimiter_length - 1);
@@ -173,7 +173,7 @@ bool expect(multipart_parser *parser, bool as_expected, size_t index)
     return as_expected;
 }
 
-/* The name may end early: its beginning stands for the whole. */
+/* A beginning of the header's name is taken for the whole name. */
 void end_header_name(multipart_parser *parser)
 {
     constexpr char disposition[] = "Content-Disposition";
@@ -200,7 +200,7 @@ void begin_next_part(multipart_parser *parser)
     parser->state = multipart_parser::HEADER_NAME;
 }
 
-/* Takes a byte that is not content. Returns false when it cannot stand there. */
+/* Takes a byte that is not content. Returns false when it is malformed. */
 bool parse_byte(multipart_parser *parser, char c, size_t index)
 {
     switch (parser->state) {
@@ -241,9 +241,9 @@ bool parse_byte(multipart_parser *parser, char c, size_t index)
     }
 }
 
-/* Skips request headers in front of the body. There are none when it begins
- * with its delimiter, or as much of it as the chunk can hold. Returns false when
- * they have no end. */
+/* Skips request headers before the body. There are none when the chunk begins
+ * with the delimiter, or with as much of it as it has. Returns false when they
+ * have no end. */
 bool skip_request_headers(const multipart_parser *parser, const char **data, size_t *length)
 {
     const char *delimiter_line = parser->delimiter + 2;
@@ -270,10 +270,10 @@ void extract_subfield(const char *value, size_t value_length, const char *field,
     *text = '\0';
     const char *found = find({value, value_length}, span_of(field));
     if (!found) return;
-    const Span behind = {found + strlen(field),
-                         value_length - static_cast<size_t>(found - value) - strlen(field)};
-    if (behind.length < 2 || memcmp(behind.data, "=\"", 2) != 0) return;
-    const Span from_text = rest_of(behind, 2);
+    const Span after = {found + strlen(field),
+                        value_length - static_cast<size_t>(found - value) - strlen(field)};
+    if (after.length < 2 || memcmp(after.data, "=\"", 2) != 0) return;
+    const Span from_text = rest_of(after, 2);
     const Span quoted = up_to(from_text, '"');
     if (quoted.length == from_text.length) return;
     const size_t kept = least(quoted.length, room);

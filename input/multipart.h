@@ -15,12 +15,12 @@ struct multipart_parser {
         OPENING, /* the first delimiter line */
         HEADER_NAME,
         HEADER_VALUE,
-        HEADER_LINE_END, /* behind the '\r' of a header line */
-        HEADERS_END,     /* behind the '\r' of a line without ':' */
+        HEADER_LINE_END, /* after the '\r' of a header line */
+        HEADERS_END,     /* after the '\r' of a line without ':' */
         CONTENT,
-        DELIMITER_END, /* behind a delimiter */
-        NEXT_PART,     /* behind the '\r' behind a delimiter */
-        CLOSING,       /* behind the first '-' behind a delimiter */
+        DELIMITER_END, /* after a delimiter */
+        NEXT_PART,     /* after the '\r' after a delimiter */
+        CLOSING,       /* after the first '-' after a delimiter */
         CLOSED         /* the rest of the body is ignored */
     } state;
     enum { NOT_BEGUN, DROPPED, FIELD, FILE_PART } part; /* what the content is */
@@ -29,16 +29,16 @@ struct multipart_parser {
     server *srv;
     array *params;
 
-    /* Set by the caller behind multipart_parser_init. */
+    /* Set by the caller after multipart_parser_init. */
     buffer *field;         /* for a field's value while it is gathered */
-    bool may_have_headers; /* request headers can stand in front of the first chunk's body */
+    bool may_have_headers; /* the first chunk can begin with the request headers */
 
     bool dropped;             /* parts or bytes beyond what a body may hold */
     uint32_t files;           /* stored so far */
     size_t bytes;             /* of the parameters so far */
     size_t to_skip;           /* bytes left of the first delimiter line */
     bool is_disposition;      /* the header whose value comes */
-    char name[4096];          /* of the part, with a NUL behind it */
+    char name[4096];          /* of the part, with a NUL after it */
     char filename[4096];      /* the base name, likewise */
     uint32_t name_length;     /* 0: the part has none */
     uint32_t filename_length; /* before it was cut to the base name; 0: the part is a field */
@@ -50,9 +50,8 @@ struct multipart_parser {
     char tail[12 * 1024]; /* of a header's name or value what has come; cut to its room */
 };
 
-/* Readies a parser. Returns false when no body can be told apart by this
- * boundary: it is empty, too long, or holds a line end. The parser is then not
- * to be used. */
+/* Prepares a parser. Returns false when the boundary is empty, too long, or
+ * contains a line end; the parser must not be used then. */
 bool multipart_parser_init(multipart_parser *parser, const char *boundary);
 
 /* Parses the next bytes of the body and stores into `params`. Returns 0 when
@@ -66,9 +65,9 @@ int parse_multipart_chunk(server *srv, const char *data, size_t length, array *p
  * read to its end, an unfinished file is removed. */
 void multipart_parser_finish(multipart_parser *parser, bool whole_body);
 
-/* The quoted text behind a field of a header value, as in name="...", cut to
- * 4095 characters, with a NUL behind it. The first place where the field's name
- * stands decides, wherever it is: "name" is also found in "filename". The
+/* The quoted text after a field of a header value, as in name="...", cut to
+ * 4095 characters, with a NUL after it. Only the first occurrence of the
+ * field's name counts, wherever it is: "name" is also found in "filename". The
  * length is 0 when there is no such text. */
 void extract_subfield(const char *value, size_t value_length, const char *field, char *text,
                       uint32_t *text_length);
@@ -79,6 +78,6 @@ void extract_name(const char *value, size_t value_length, char *name, uint32_t *
 void extract_filename(const char *value, size_t value_length, char *filename,
                       uint32_t *filename_length);
 
-/* Append to the tail as much as there is room for; returns the tail. Empty it. */
+/* Appends as much to the tail as fits, and returns it; empties the tail. */
 const char *append_to_tail(multipart_parser *parser, const char *text, size_t count);
 void reset_tail(multipart_parser *parser);

@@ -5,8 +5,8 @@
 #include "input/span.h"
 #include "server/lighttpd.h"
 
-/* What one body's parameters may be: several times the largest form. What lies
- * beyond is dropped. */
+/* The limits of one body's parameters, several times the largest form. The rest
+ * is dropped. */
 constexpr size_t MOST_PARAMETERS = 1024;
 constexpr size_t MOST_PARAMETER_BYTES = 256 * 1024; /* keys and values in all */
 

@@ -1,4 +1,4 @@
-/* Some bytes of a body, where they lie. */
+/* Some bytes of a body, in place. */
 #pragma once
 
 #include <cstddef>

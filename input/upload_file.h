@@ -1,6 +1,6 @@
-/* Files in the upload directory. Whatever already stands under a file's name,
- * a link, a device or a FIFO too, is removed and never followed. Where nothing
- * can be removed, a regular file without other names is emptied and written. */
+/* Files in the upload directory. Whatever already has a file's name, a link, a
+ * device or a FIFO too, is removed and never followed. Where it cannot be
+ * removed, a regular file without other names is emptied and written. */
 #pragma once
 
 #include <cstddef>

@@ -8,8 +8,8 @@
 
 namespace {
 
-/* Longer paths are no route's, and cut they would lead elsewhere: they stay
- * with the server. */
+/* The request's path, at most 511 characters. No route is longer, and a path
+ * that was cut could match a wrong one: longer ones are left to the server. */
 struct Path {
     char text[512];
 };
@@ -60,8 +60,8 @@ bool queue_body(connection *con, const plugin_data *p)
 handler_t complete(connection *con, const plugin_data *p)
 {
     if (p->reply_len > 0 && !queue_body(con, p)) con->http_status = 507;
-    /* In direct mode the server would put its own error page in place of the
-     * headers and the body. */
+    /* In direct mode the server would replace the headers and the body by its
+     * own error page. */
     if (con->http_status >= 400) con->mode = p->id;
     con->file_finished = 1;
     return HANDLER_FINISHED;
@@ -79,7 +79,7 @@ void report_unfit_server(server *srv)
                     "or with 64-bit times: every request is left to the server");
 }
 
-/* Whether the request is still nobody's. */
+/* Whether no other plugin has taken the request. */
 bool is_untaken(server *srv, const connection *con)
 {
     constexpr size_t most_plugins = 4096;

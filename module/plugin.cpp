@@ -7,7 +7,7 @@
 
 namespace {
 
-/* Releases what there is of a state; null is no state. */
+/* Frees a state, which may be incomplete or null. */
 void release(plugin_data *p)
 {
     if (!p) return;

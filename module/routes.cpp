@@ -127,7 +127,7 @@ struct Pattern {
 Pattern patterns[std::size(routes)]; /* of the routes with one */
 bool compiled;
 
-/* A server that restarts itself unloads the module and loads it anew. */
+/* On a graceful restart the server unloads the module and loads it again. */
 [[gnu::destructor]] void free_patterns()
 {
     for (Pattern &pattern : patterns) {
@@ -156,8 +156,8 @@ bool matches_pattern(const Pattern &pattern, const char *path, int32_t *id)
 
 } // namespace
 
-/* No fixed path ends with a digit, and every pattern does: a path is held
- * against one kind only. */
+/* No fixed path ends with a digit, and every pattern does: a path is compared
+ * with one kind only. */
 RouteMatch find_route(const char *path)
 {
     compile_patterns();

@@ -26,7 +26,7 @@ bool ask_daemon_for_version(server *srv, plugin_data *p)
     return length > 0;
 }
 
-/* The 02 behind the month belongs to the tag. */
+/* The 02 after the month is part of the tag. */
 void make_date_tag()
 {
     const time_t now = time(nullptr);
@@ -36,7 +36,7 @@ void make_date_tag()
              date.tm_mon + 1, date.tm_mday);
 }
 
-/* From the first '/' behind the first character, or "/". */
+/* From the first '/' after the first character, or "/". */
 const char *below_prefix(const char *path)
 {
     const char *slash = strchr(path + 1, '/');

@@ -6,7 +6,7 @@
 #include "sysmng/plugin_data.h"
 
 /* Asks the daemon for the software version, once for the life of the process.
- * When it does not tell, a tag made of the date takes its place. */
+ * When it does not answer, a tag is made of the date. */
 void get_current_version(server *srv, plugin_data *p);
 
 /* Whether it has been asked for. */

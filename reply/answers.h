@@ -16,7 +16,7 @@ handler_t read_record_by_id(server *srv, connection *con, plugin_data *p, uint32
                             const Record &record, int32_t id);
 
 /* GET: a reply of any number of records as a JSON list, one object a line.
- * `handler_name` labels the log line that tells of a growing reply_buf. */
+ * `handler_name` labels the log line about a growing reply_buf. */
 handler_t read_list(server *srv, connection *con, plugin_data *p, uint32_t command,
                     const Record &record, const char *handler_name);
 
@@ -41,7 +41,7 @@ handler_t create_item(server *srv, connection *con, plugin_data *p, uint32_t com
                       const SentRecord &sent);
 
 /* POST: sends a record made of the form and answers with the daemon's result
- * record, 200 when it agreed and 400 when it refused. */
+ * record, 200 when it accepted it and 400 when it refused. */
 handler_t submit_record(server *srv, connection *con, plugin_data *p, uint32_t command,
                         const SentRecord &sent, const Record &result);
 

@@ -5,8 +5,8 @@
 
 namespace {
 
-/* The field as it was; made when first needed, and kept until the module is
- * unloaded. */
+/* A copy of the field, made when it is first needed and kept until the module
+ * is unloaded. */
 buffer *scratch;
 
 [[gnu::destructor]] void free_scratch()
@@ -29,7 +29,7 @@ char *escape_string(char *text, uint32_t width)
             length = length_between(
                 text, put_escaped(text + length, scratch->ptr, static_cast<uint32_t>(rest)));
         } else {
-            length = 0; /* no memory: rather nothing than a text that breaks the JSON */
+            length = 0; /* no memory: an empty text at least leaves the JSON valid */
         }
     }
     text[width - 1] = '\0';

@@ -5,7 +5,7 @@
 
 namespace {
 
-/* What the compiler makes vector instructions of, where the target has some. */
+/* The compiler makes vector instructions of it, where the target has some. */
 constexpr size_t block_size = 16;
 using Block = uint8_t __attribute__((vector_size(block_size)));
 using Found = decltype(Block() == Block());
@@ -53,8 +53,8 @@ size_t count(uint64_t marks)
     return static_cast<size_t>((marks & lowest_bits) * lowest_bits >> 56);
 }
 
-/* Writes what stands for the text from `plain` up to the last marked character
- * of eight, and leaves `plain` behind it. False at a NUL. There is room for a
+/* Writes the escaped text from `plain` up to the last marked character
+ * of eight, and leaves `plain` after it. False at a NUL. There is room for a
  * block more than that, and as much to read. */
 inline bool put_marked(char *&out, const char *&plain, const char *eight, uint64_t marks)
 {
@@ -69,8 +69,8 @@ inline bool put_marked(char *&out, const char *&plain, const char *eight, uint64
     return true;
 }
 
-/* The rest of a text that has special characters. Not inline: the others are
- * quicker without it. */
+/* The rest of a text that has special characters. Not inline: texts without any
+ * are quicker then. */
 [[gnu::noinline]] char *put_rest(char *out, const char *out_end, const char *text,
                                  const char *text_end)
 {
@@ -89,7 +89,7 @@ inline bool put_marked(char *&out, const char *&plain, const char *eight, uint64
         memcpy(out, plain, block_size);
         out += text + block_size - plain;
     }
-    /* Where only plain characters fit, they are copied at once. */
+    /* If only plain characters fit, copy them at once. */
     const size_t room = length_between(out, out_end);
     if (room < block_size && length_between(text, text_end) >= block_size) {
         const Marks marks = marks_of(found_in(text));
@@ -119,7 +119,7 @@ size_t plain_bytes(const char *text, size_t width)
         const Marks marks = marks_of(found_in(text + at));
         if (any(marks)) return at + first(marks);
         at += block_size;
-        /* The end is looked at with some of what stands before it. */
+        /* The last block overlaps the one before. */
         if (at < width && width - at < block_size) at = width - block_size;
     }
     while (at < width && text[at] != '\0' && !is_special(text[at])) ++at;
@@ -130,8 +130,8 @@ char *put_escaped(char *out, const char *text, uint32_t width)
 {
     const char *const text_end = text + width;
     const char *const out_end = out + width - 1;
-    /* Never more is read than written: where there is room for a block, there
-     * is one to read. */
+    /* At most as much is read as written, so where there is room for a block
+     * there is one to read. */
     for (; length_between(out, out_end) >= block_size; out += block_size, text += block_size) {
         memcpy(out, text, block_size);
         const Marks marks = marks_of(found_in(text));

@@ -48,8 +48,8 @@ char *put_escaped(char *out, const char *text, uint32_t width)
     const char *const text_end = text + width;
     const char *const out_end = out + width - 1;
     for (;;) {
-        /* Never more is read than written: where there is room for a word,
-         * there is one to read. */
+        /* At most as much is read as written, so where there is room for a
+         * word there is one to read. */
         while (length_between(out, out_end) >= sizeof(Word)) {
             const Word word = word_at(text);
             if (has_special(word)) break;

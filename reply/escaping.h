@@ -10,7 +10,7 @@
 #define ESCAPE_BY_VECTORS
 #endif
 
-/* How many bytes stand before the first NUL or special character. */
+/* The number of bytes before the first NUL or special character. */
 size_t plain_bytes(const char *text, size_t width);
 
 inline size_t length_between(const char *begin, const char *end)
@@ -28,7 +28,7 @@ inline bool is_special(char c)
     return is_entity(c) || c == '"' || c == '\\';
 }
 
-/* Writes what stands for a special character. */
+/* Writes the replacement of a special character. */
 inline char *put_replacement(char *out, char c)
 {
     if (is_entity(c)) {
@@ -40,8 +40,8 @@ inline char *put_replacement(char *out, char c)
     return out + 2;
 }
 
-/* Writes what stands for a character. False, and nothing is written, when it
- * does not fit whole. */
+/* Writes a character, escaped. False, and nothing is written, when it does not
+ * fit whole. */
 inline bool put_one(char *&out, const char *out_end, char c)
 {
     const size_t length = is_entity(c) ? 4 : is_special(c) ? 2 : 1;

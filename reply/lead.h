@@ -1,17 +1,17 @@
-/* What makes rendering fast: all JSON text in front of a value is put together
- * while compiling, and copied in one piece of a fixed size. */
+/* Makes rendering fast: the JSON text before each value is put together while
+ * compiling, and copied in one piece of a fixed size. */
 #pragma once
 
 #include <cstdint>
 
-/* What stands between the quote in front of a field's key and its value: the
- * key, its colon, and the quote in front of a quoted value. */
+/* From the quote before a field's key up to its value: the key, its colon, and
+ * the quote before a quoted value. */
 struct Lead {
     char text[32];
     uint8_t length;
 };
 
-/* A nested object's key has no blank in front of its colon. */
+/* A nested object's key has no blank before its colon. */
 constexpr Lead lead_of(const char *key, bool is_object, bool is_quoted)
 {
     Lead lead = {};

@@ -47,7 +47,7 @@ bool render_list(server *srv, plugin_data *p, const Record &record, uint32_t cou
             at += render_item(p->reply_buf + at, record, bytes, is_last);
             continue;
         }
-        /* Near the buffer's end the element's length tells whether it grows. */
+        /* Near the buffer's end it depends on the element's length whether it grows. */
         char item[REPLY_BUF_SIZE];
         const uint32_t length = render_item(item, record, bytes, is_last);
         if (length + 2 > p->reply_buf_size - at && !grow_reply_buf(srv, p, handler_name)) {

@@ -7,8 +7,8 @@
  *         at(5, text("ipAddress", 46)),
  *         at(51, int32("port")))
  *
- * declares sap_record and holds it, while compiling, against its offsets and
- * its size in bytes, and against keys that stand twice. */
+ * declares sap_record. Its offsets, its size in bytes and its keys, which must
+ * differ, are checked while compiling. */
 #pragma once
 
 #include <cstdint>

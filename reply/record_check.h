@@ -39,8 +39,8 @@ constexpr void check_key(const Field &field)
         const char c = field.key[length];
         if (c == '"' || c == '\\' || c < ' ') a_key_has_a_character_that_json_escapes();
     }
-    const uint32_t behind = field::is_quoted(field.kind) ? 5 : 4;
-    if (length + behind > sizeof(field.lead.text)) a_key_is_too_long();
+    const uint32_t after = field::is_quoted(field.kind) ? 5 : 4;
+    if (length + after > sizeof(field.lead.text)) a_key_is_too_long();
 }
 
 constexpr uint32_t uses_of(const char *key, std::span<const Field> fields)
@@ -78,7 +78,7 @@ constexpr uint32_t longest_value(const Field &field)
     return 0;
 }
 
-/* Braces, and for each field its lead, its value and what separates it. */
+/* Braces, and for each field its lead, its value and a separator. */
 constexpr uint32_t longest_object(std::span<const Field> fields)
 {
     uint32_t longest = 2;

@@ -7,9 +7,9 @@
 
 namespace {
 
-/* The put_ functions write to a place with room for all that they may write,
- * and return where it ends. Some write a few bytes more than that, where the
- * next piece will stand: copies of a fixed size are the quickest. */
+/* The put_ functions need room for all that they may write, and return the end.
+ * Some write a few bytes beyond it, which the next piece overwrites: copies of a
+ * fixed size are the quickest. */
 
 char *put(char *out, const char *literal)
 {
@@ -53,8 +53,7 @@ double float_value(const uint8_t *bytes)
     return static_cast<double>(value);
 }
 
-/* Stands behind a member: what separates it from the next one, up to the quote
- * in front of the next key. */
+/* Between two members, up to the quote before the next key. */
 constexpr char separator[] = ", \"";
 
 char *put_separator(char *out)
@@ -70,7 +69,7 @@ char *put_quote(char *out)
     return out;
 }
 
-/* Of a kind that few fields have. */
+/* The kinds that few fields have. */
 [[gnu::noinline]] char *put_rare_value(char *out, const Field &field, const uint8_t *bytes)
 {
     switch (field.kind) {
@@ -111,7 +110,7 @@ char *put_members(char *out, const Record &record, const uint8_t *bytes)
     return out;
 }
 
-/* Not inline: its room on the stack is for long texts only. */
+/* Not inline: only long texts need this much stack. */
 [[gnu::noinline]] void append_cut_object(Text &json, const Record &record, const uint8_t *bytes)
 {
     char object[LONGEST_OBJECT];

@@ -78,7 +78,7 @@ inline char *put_below_100(char *out, uint32_t value)
     return out + 1;
 }
 
-/* Short numbers are most of all numbers. */
+/* Most numbers are short. */
 inline char *put_int(char *out, int32_t value)
 {
     const uint32_t small = static_cast<uint32_t>(value);

@@ -1,4 +1,4 @@
-/* Holds layout.def against the server's own headers. */
+/* Checks layout.def against the server's own headers. */
 #include "base.h"
 #include "http_header.h"
 #include "plugin.h"

@@ -29,7 +29,7 @@ constexpr int64_t exchange_us = SYSMNG_EXCHANGE_SECONDS * second_us;
 constexpr int64_t longest_gap_us = second_us / 4;
 
 /* How often up to 4 KiB are read to drop pending input: twice the longest reply
- * that is believed in, and an end even when a daemon never stops sending. */
+ * that is accepted, and an end even when a daemon never stops sending. */
 constexpr int most_drops = 8192;
 
 int64_t now_us()
@@ -71,8 +71,8 @@ uint8_t byte_sum(const uint8_t *bytes, uint32_t count)
     return sum;
 }
 
-/* Adds up header and payload. False when the length or the payload is no
- * message's. */
+/* Adds up header and payload. False when there is no header, no payload, or the
+ * length is less than a header's. */
 bool message_sum(const SysMngHeader *header, const uint8_t *payload, uint8_t *sum)
 {
     if (!header) return false;
@@ -137,7 +137,7 @@ bool receive_header(SysMngHandle *handle)
 {
     uint8_t *const bytes = reinterpret_cast<uint8_t *>(&handle->header);
     if (receive_exactly(handle, bytes, SYSMNG_HEADER_LEN, false)) return true;
-    if (handle->missing > 0) handle->missing = UINT32_MAX; /* nobody knows what was to follow */
+    if (handle->missing > 0) handle->missing = UINT32_MAX; /* the length is unknown */
     return false;
 }
 
@@ -159,8 +159,8 @@ ssize_t drop_piece(SysMngHandle *handle)
 }
 
 /* The rest of a message that was not read to its end may come late, and a long
- * one only while it is read: as long as no gap is too long, it is not taken for
- * the answer to the next command. */
+ * one only while it is read: as long as no gap is too long, it is dropped, so
+ * that it is not taken for the next answer. */
 void drop_late_rest(SysMngHandle *handle)
 {
     int64_t now = now_us();

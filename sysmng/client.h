@@ -71,7 +71,7 @@ int SysMngSendMsg(SysMngHandle *handle, uint32_t tag, uint32_t type, const uint8
 int SysMngWaitMsg(SysMngHandle *handle, timeval timeout);
 
 /* Receives one message, in any pieces as long as each follows the one before
- * within 250 ms and the exchange is not over its time. Messages behind it stay
+ * within 250 ms and the exchange is not over its time. Messages after it stay
  * in the socket. `*len_inout` is the buffer's capacity, at least 1, and becomes
  * the payload's length. Returns 0; -3 with the length needed, the payload left
  * in the socket for a second call with a larger buffer; or -1 with all pending

@@ -15,8 +15,8 @@ namespace {
 constexpr uint32_t no_tag = 0xFFFFFFFF;
 constexpr timeval reply_wait = {SYSMNG_EXCHANGE_SECONDS, 0};
 
-/* No record set comes near this size: a longer reply is a broken daemon's, and
- * its word is not worth the memory. */
+/* No list of records comes near this size: a longer reply is a broken daemon's,
+ * and no memory is reserved for it. */
 constexpr uint32_t largest_reply = 16 * 1024 * 1024;
 
 constexpr uint32_t result_success = 1;

@@ -14,7 +14,7 @@ using namespace std::string_literals;
 
 class Form : public ModuleTest {
 protected:
-    /* The parameters, as text_of tells them. */
+    /* The parameters, as text_of writes them. */
     std::string decode(const std::vector<Piece> &pieces, const std::string &type = "x")
     {
         EXPECT_EQ(HostedModule::decode(pieces, type), HANDLER_GO_ON);
@@ -40,7 +40,7 @@ TEST_F(Form, StoresPairsAsTheyStand)
         {"a NUL as a separator", "a=1\0b=2"s, "|a=1|b=2"},
         {"headers in front", "POST / HTTP/1.1\r\nX: y=1&z\r\n\r\na=1", "|a=1"},
         {"no second header end", "H\r\n\r\na=1\r\n\r\nb", "|a=1\r\n\r\nb"},
-        {"no header end behind a NUL", "a=1\0\r\n\r\nb=2"s, "|\r\n\r\nb=2|a=1"},
+        {"no header end after a NUL", "a=1\0\r\n\r\nb=2"s, "|\r\n\r\nb=2|a=1"},
         {"nothing", "&", ""},
         {"no body", "", ""},
     };
@@ -133,7 +133,7 @@ TEST_F(Form, LooksUpScalarsAndIndexes)
 
 TEST_F(Form, HoldsABoundedNumberOfParametersAndBytes)
 {
-    const std::vector<std::string> dropped = {"Dropped what is more than a form may hold "};
+    const std::vector<std::string> dropped = {"The form is too large: dropped the rest of it "};
     std::string many;
     for (int i = 0; i < 1030; ++i) many += std::to_string(i) + "=&";
     const std::string value(65000, 'v'), large = "a=" + value + "&b=" + value + "&c=" + value;

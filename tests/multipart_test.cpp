@@ -93,8 +93,8 @@ std::vector<Piece> pieces_of(const std::string &body, size_t length)
     return pieces;
 }
 
-/* A memory chunk behind request headers, as most bodies begin. */
-Piece behind_headers(const std::string &body)
+/* A memory chunk after request headers, as most bodies begin. */
+Piece after_headers(const std::string &body)
 {
     const std::string front = "POST / HTTP/1.1\r\nX: boundary=XyZ\r\n\r\n";
     return {front + body, Piece::MEMORY, front.size()};
@@ -123,12 +123,12 @@ const Case cases[] = {
     {"no name", part("names; filename='a'") + part("") + end, ""},
     {"no disposition", "--XyZ\r\nContent-Type: name=\"f\"\r\n\r\nx\r\n" + end, ""},
     {"no headers", "--XyZ\r\n\r\nx\r\n" + end, ""},
-    {"no headers behind a part that has some", field("f") + "--XyZ\r\n\r\ny\r\n" + end, "|f=x"},
+    {"no headers after a part that has some", field("f") + "--XyZ\r\n\r\ny\r\n" + end, "|f=x"},
     {"filename in front of name", part("filename='b'; name='f'") + end, "|b:x|b=/mnt/data/b"},
     {"one key in the other's text", file("the filename", "a") + end, "|the filename=x"},
     {"unquoted", part("name=f; name='g'") + end, ""},
     {"name's quote left open", part("name='f") + end, ""},
-    {"a quote left open behind a longer header",
+    {"a quote left open after a longer header",
      "--XyZ\r\nX: " + std::string(60, '"') + "\r\n" + part("name='f").substr(7) + end, ""},
     {"filename's quote left open", part("name='f'; filename='a") + end, "|f=x"},
     {"half a key in front", part("nname='f'; fifilename='a'") + end, a_file},
@@ -137,7 +137,7 @@ const Case cases[] = {
     {"the header's beginning", "--XyZ\r\nContent: name=\"f\"\r\n\r\nx\r\n" + end, "|f=x"},
     {"of two headers the last",
      part("name='f'; filename='a'\r\nContent-Disposition: name='g'") + end, "|g=x"},
-    {"another header behind", part("name='f'; filename='a'\r\nContent-Type: x; name='g'") + end,
+    {"another header after", part("name='f'; filename='a'\r\nContent-Type: x; name='g'") + end,
      a_file},
     {"a line without ':' ends the headers", part("name='f'\r\nno colon") + end, "|f=\r\nx"},
     {"'\\r' before the delimiter", file("f", "a", "x\r") + end, "|a:x\r|f=/mnt/data/a"},
@@ -145,28 +145,28 @@ const Case cases[] = {
      "|a:x\r\n--XyQ|f=/mnt/data/a"},
     {"beginnings of a delimiter", file("f", "a", "\r\r\n\r\n-\r\n--\r\n--X\r\n--Xy\r") + end,
      "|a:\r\r\n\r\n-\r\n--\r\n--X\r\n--Xy\r|f=/mnt/data/a"},
-    {"a delimiter behind the headers' line end", headers("name='f'") + end + end, "|f=--XyZ--"},
+    {"a delimiter after the headers' line end", headers("name='f'") + end + end, "|f=--XyZ--"},
     {"request headers in the content", field("f", "boundary=XyZ\r\n\r\n--XyQ boundary=") + end,
      "|f=boundary=XyZ\r\n\r\n--XyQ boundary="},
-    {"something behind the end", field("f") + end + field("g"), "|f=x"},
+    {"something after the end", field("f") + end + field("g"), "|f=x"},
     {"the first line is counted only", "#\r\nXy" + field("f").substr(5) + end, "|f=x"},
 
-    /* A fault ends it: what came before stays, and nothing behind is read. */
-    {"no '\\n' behind a header", file("f", "a") + "--XyZ\r\nA: b\rc\r\n" + field("g") + end,
+    /* A fault ends it: what came before stays, and nothing after is read. */
+    {"no '\\n' after a header", file("f", "a") + "--XyZ\r\nA: b\rc\r\n" + field("g") + end,
      a_file + "|Error "},
-    {"no '\\n' behind the headers", file("f", "a") + "--XyZ\r\n\rx\r\n" + field("g") + end,
+    {"no '\\n' after the headers", file("f", "a") + "--XyZ\r\n\rx\r\n" + field("g") + end,
      a_file + "|Error "},
-    {"text behind a delimiter", file("f", "a") + "--XyZ \n" + field("g").substr(7) + end, a_file},
-    {"no '\\n' behind a delimiter", field("f") + "--XyZ\r " + field("g").substr(7) + end, "|f=x"},
-    {"one '-' behind a delimiter", field("f") + "--XyZ-\r\n" + field("g") + end, "|f=x"},
+    {"text after a delimiter", file("f", "a") + "--XyZ \n" + field("g").substr(7) + end, a_file},
+    {"no '\\n' after a delimiter", field("f") + "--XyZ\r " + field("g").substr(7) + end, "|f=x"},
+    {"one '-' after a delimiter", field("f") + "--XyZ-\r\n" + field("g") + end, "|f=x"},
     {"ends in the first line", "--Xy", ""},
     {"ends in a header", headers("name='f'; filename='a'").substr(0, 50), ""},
-    {"ends behind the headers", headers("name='f'; filename='a'"), ""},
+    {"ends after the headers", headers("name='f'; filename='a'"), ""},
     {"ends in a file", headers("name='f'; filename='a'") + "x\r\n--Xy",
      "|a:x\r\n--Xy|f=/mnt/data/a"},
     {"ends in a field", field("g") + headers("name='f'") + "x\r\n--Xy", "|g=x"},
-    {"ends behind a file's delimiter", file("f", "a") + "--XyZ", a_file},
-    {"ends behind a field's delimiter", field("f") + "--XyZ", ""},
+    {"ends after a file's delimiter", file("f", "a") + "--XyZ", a_file},
+    {"ends after a field's delimiter", field("f") + "--XyZ", ""},
 };
 
 TEST_F(Multipart, GivesTheSameHoweverItIsCut)
@@ -176,7 +176,7 @@ TEST_F(Multipart, GivesTheSameHoweverItIsCut)
         SCOPED_TRACE(title);
         cuts += body.size() - 1 + 11;
         ASSERT_EQ(result_of(body), result);
-        ASSERT_EQ(result_of({behind_headers(body)}), result);
+        ASSERT_EQ(result_of({after_headers(body)}), result);
         for (size_t at = 1; at < body.size(); ++at) {
             const Piece first = {body.substr(0, at), at % 2 ? Piece::MEMORY : Piece::NAMED_FILE};
             const Piece second = {body.substr(at), at % 4 < 2 ? Piece::MEMORY : Piece::OPEN_FILE};
@@ -284,7 +284,7 @@ TEST_F(Multipart, TellsOfAFileThatCannotBeStored)
     }
 }
 
-TEST_F(Multipart, GoesOnBehindAShortWrite)
+TEST_F(Multipart, GoesOnAfterAShortWrite)
 {
     for (longest_write = 1; longest_write < 4; ++longest_write) {
         interrupted_writes = 2;
@@ -313,7 +313,7 @@ TEST_F(Multipart, SkipsRequestHeadersInTheFirstChunkOnly)
         {{{front + body}}, "|f=x"},
         {{{front + body.substr(0, 9)}, {body.substr(9)}}, "|f=x"},
         {{{"boundary=XyZ\r\n"}, {body}}, "|f=x|Headers end not found "},
-        {{behind_headers(odd)}, "|f=boundary=\r\n\r\n"},
+        {{after_headers(odd)}, "|f=boundary=\r\n\r\n"},
         {{{odd.substr(0, 9)}, {odd.substr(9)}}, "|f=boundary=\r\n\r\n"},
         {{{odd, Piece::OPEN_FILE}}, "|f=boundary=\r\n\r\n"},
         {{{"??XyZ" + field("f", "boundary\r\n\r\n").substr(5) + end}}, "|f=boundary\r\n\r\n"},
@@ -336,7 +336,7 @@ TEST_F(Multipart, NeedsABoundaryThatCanBeOne)
 TEST_F(Multipart, CutsWhatIsTooLong)
 {
     const std::string x(5000, 'x'), v(65536, 'v'), blanks(12267, ' ');
-    const std::string dropped = "|Dropped what is more than a form may hold ";
+    const std::string dropped = "|The form is too large: dropped the rest of it ";
     EXPECT_EQ(
         result_of(file(x, x, "1") + part(blanks + "name='g'") + part(blanks + " name='h'") + end),
         "|g=x|" + x.substr(0, 4095) + "=/mnt/data/" + x.substr(0, 4085) + "|upload of " +
@@ -359,7 +359,7 @@ TEST_F(Multipart, CutsWhatIsTooLong)
     for (int i = 0; i < 1025; ++i) fields += field(std::to_string(i));
     result_of(fields + file("f", "a") + end);
     EXPECT_EQ(state->params->used, 1024u);
-    EXPECT_EQ(text_of_uploads(), "") << "there is no parameter to tell of it";
+    EXPECT_EQ(text_of_uploads(), "") << "no parameter names it";
     EXPECT_EQ(server_log.size(), 1u);
 }
 

@@ -4,7 +4,7 @@
 
 using namespace records;
 
-/* As many as fit the message buffer that every process has from its start. */
+/* As many as fit the message buffer at its initial size. */
 constexpr int most_interfaces = 34;
 static_assert(most_interfaces * network_interface_record.size <= MSG_BUF_SIZE);
 

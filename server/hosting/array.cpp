@@ -5,9 +5,9 @@
 
 namespace {
 
-/* `data` holds the entries in the order of their making; behind the used ones
- * stand those of earlier requests, to be used again. `sorted` holds the indexes
- * of the used ones in the order of their keys. */
+/* `data` has the entries in the order of creation, and after them those of
+ * earlier requests, for reuse. `sorted` has the indexes of the used ones in the
+ * order of their keys. */
 constexpr size_t step = 16;
 
 struct Entry {

@@ -41,14 +41,14 @@ HostedQueue *hosted(chunkqueue *queue)
     return reinterpret_cast<HostedQueue *>(queue);
 }
 
-/* A buffer without a size shows memory of someone else. */
+/* A buffer of size 0 points to memory that it does not own. */
 void empty(buffer &b)
 {
     if (b.size == 0) b.ptr = nullptr;
     buffer_reset(&b);
 }
 
-/* Lets go of what the chunk holds of a file. */
+/* Unmaps and closes the chunk's file. */
 void release_file(chunk *c)
 {
     if (c->file.mmap.start && c->file.mmap.start != MAP_FAILED) {

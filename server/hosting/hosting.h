@@ -31,7 +31,7 @@ void hosted_add_request_header(connection *con, std::string_view name, std::stri
 /* Memory of which the first `offset` bytes are not of the body. */
 void hosted_append_memory(connection *con, std::string_view bytes, size_t offset = 0);
 
-/* The same, left where it lies: `bytes` stays the caller's, has a NUL behind
+/* The same, left where it lies: `bytes` stays the caller's, has a NUL after
  * it and outlives the body. */
 void hosted_append_memory_view(connection *con, std::string_view bytes, size_t offset = 0);
 
@@ -48,7 +48,7 @@ void hosted_clear_body(connection *con);
 using ReadBody = handler_t(server *srv, connection *con, void *context);
 void hosted_on_read_body(connection *con, ReadBody *callback, void *context);
 
-/* The answer. Headers stand in the order in which they were made; one with an
+/* The answer. Headers are in the order of creation; one with an
  * empty value is not sent. Null when there is no such header. */
 array *hosted_response_headers(connection *con);
 const char *hosted_response_header(connection *con, std::string_view name);
@@ -58,6 +58,6 @@ const char *hosted_response_header(connection *con, std::string_view name);
 std::string_view hosted_response_body(connection *con);
 
 /* Where log_error_write goes: to a function, one call a line, which gets the
- * items in `text`, escaped, each with a blank behind it. Without one, nowhere. */
+ * items in `text`, escaped, each with a blank after it. Without one, nowhere. */
 using LogSink = void(server *srv, const char *label, unsigned line, const char *text);
 void hosted_log_to(LogSink *sink);
