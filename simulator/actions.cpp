@@ -227,5 +227,5 @@ std::string actions_help()
            "REPORT KEY=VALUE; ...      what GET shows from now on, as zixi_stats jitter=40\n"
            "over TIME REPORT KEY=A..B  the value moves, as over 30s zixi_stats jitter=5..90\n"
            "release REPORT             it shows the device's own values again\n"
-           "at TIME, every TIME        in front of a line: later, or again and again\n";
+           "at TIME, every TIME        before a line: later, or again and again\n";
 }

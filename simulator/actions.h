@@ -1,5 +1,5 @@
 /* What a line of a scenario does: it sends a command as another client would,
- * lets a report show a value from then on, or adds a fault. */
+ * makes a report show a value from then on, or adds a fault. */
 #pragma once
 
 #include <map>

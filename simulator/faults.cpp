@@ -32,7 +32,7 @@ constexpr KindRow kinds[] = {
     {FaultKind::BadChecksum, "bad-checksum", nullptr, {}, "the reply's checksum is wrong"},
     {FaultKind::ShortPayload, "short-payload", nullptr, {}, "half of the payload arrives"},
     {FaultKind::ShortRecord, "short-record", nullptr, {}, "the record is a byte too short"},
-    {FaultKind::Oversize, "oversize", "bytes", 20000, "zeros behind the record, up to a length"},
+    {FaultKind::Oversize, "oversize", "bytes", 20000, "zeros after the record, up to a length"},
     {FaultKind::Silence, "silence", nullptr, {}, "no reply at all"},
     {FaultKind::Close, "close", nullptr, {}, "the connection ends, instead of the reply"},
     {FaultKind::UpgradeFails, "upgrade-fails", "percent", 60, "the upgrade ends there, and fails",
@@ -40,18 +40,18 @@ constexpr KindRow kinds[] = {
 };
 
 /* Takes the last `mark` and what follows it off `text`; returns what follows. */
-std::optional<std::string> take_behind(std::string &text, char mark)
+std::optional<std::string> take_after(std::string &text, char mark)
 {
     const size_t at = text.rfind(mark);
     if (at == std::string::npos) return {};
-    const std::string behind = text.substr(at + 1);
+    const std::string after = text.substr(at + 1);
     text.erase(at);
-    return behind;
+    return after;
 }
 
 std::string parse_kind(std::string text, Fault &fault)
 {
-    const std::optional<std::string> number = take_behind(text, '=');
+    const std::optional<std::string> number = take_after(text, '=');
     const auto kind = std::find_if(std::begin(kinds), std::end(kinds),
                                    [&](const KindRow &row) { return text == row.name; });
     if (kind == std::end(kinds)) return format("There is no fault \"%s\".", text.c_str());
@@ -72,12 +72,12 @@ std::string parse_kind(std::string text, Fault &fault)
 
 std::string parse(std::string text, Fault &fault)
 {
-    if (const auto count = take_behind(text, '*')) {
+    if (const auto count = take_after(text, '*')) {
         fault.remaining = uint_of(*count);
-        if (fault.remaining.value_or(0) == 0) return "The count behind * is a number above 0.";
+        if (fault.remaining.value_or(0) == 0) return "The count after * is a number above 0.";
     }
     fault.text = text;
-    if (const auto command = take_behind(text, '@')) {
+    if (const auto command = take_after(text, '@')) {
         fault.command = command_code(*command);
         if (!fault.command) return format("There is no command \"%s\".", command->c_str());
     }

@@ -47,8 +47,8 @@ struct ReplyMessage {
     uint32_t type, tag, command, result, data_len;
     Bytes record;
     uint8_t checksum_error = 0; /* added to the right checksum */
-    uint32_t cut = 0;           /* bytes missing at its end, which the lengths tell */
-    bool half_sent = false;     /* half of the payload that the header tells */
+    uint32_t cut = 0;           /* bytes missing at its end; the lengths do not count them */
+    bool half_sent = false;     /* half of the payload that the header announces */
     bool silent = false;        /* nothing is sent */
     bool close = false;         /* the connection ends, instead of the reply */
     std::chrono::milliseconds delay{};

@@ -18,7 +18,7 @@ public:
 
     bool is_open() const { return file_.is_open(); }
 
-    /* Writes the exchange, and a comment in front of it. */
+    /* Writes the exchange, and a comment before it. */
     void write(const std::string &comment, const Request &request, const Reply &reply);
 
 private:

@@ -181,7 +181,8 @@ string Parser::parse(const string &line)
     if (word == "request") return begin_request(rest);
     if (exchanges_.empty()) return "a recording begins with request";
     if (word == "reply") return begin_reply(rest);
-    if (word == "record") return rest.empty() ? begin_record() : "record stands alone";
+    if (word == "record")
+        return rest.empty() ? begin_record() : "nothing follows record on its line";
     if (word == "hex") return add_hex(rest);
     return add_field(line);
 }
@@ -234,7 +235,7 @@ string Parser::add_field(const string &line)
     const size_t equals = line.find('=');
     const string key = trimmed(line.substr(0, equals));
     if (equals == string::npos) return "\"" + key + "\" is no word of a recording";
-    if (!record_) return "a field stands behind record";
+    if (!record_) return "a field must follow record";
     const Leaf *leaf = find_leaf(*record_, key);
     if (!leaf) return short_name(*record_) + " has no \"" + key + "\"";
     optional<string> value = trimmed(line.substr(equals + 1));

@@ -23,7 +23,7 @@ struct Exchange {
     uint32_t code = 0;
     Bytes request;
     uint32_t result = 0;
-    Bytes reply; /* the record behind the preamble */
+    Bytes reply; /* the record after the preamble */
 };
 
 std::string request_text(uint32_t code, const Bytes &payload);

@@ -9,7 +9,7 @@ namespace {
 
 constexpr double shortest_period = 0.1, shortest_round = 1; /* seconds */
 
-/* The times in front of an action. */
+/* The times before an action. */
 struct Times {
     std::optional<double> at, every, until, over;
 };
@@ -31,7 +31,7 @@ std::string parse_times(std::string &line, Times &times)
         const std::string word = take_word(rest);
         std::optional<double> *time = find_time(times, word);
         if (!time) break;
-        if (*time) return word + " stands twice";
+        if (*time) return word + " is given twice";
         const std::string text = take_word(rest);
         *time = seconds_of(text);
         if (!*time) return word + " takes a time such as 10s, 500ms or 1m30s";
@@ -64,8 +64,8 @@ std::string parse_step(const std::string &line, Step &step)
     step.at = times.at.value_or(step.every);
     step.until = times.until;
     step.text = (times.over ? format("over %gs ", *times.over) : "") + rest;
-    std::string behind = rest;
-    if (take_word(behind) == "repeat") return parse_repeat(times, behind, step);
+    std::string after = rest;
+    if (take_word(after) == "repeat") return parse_repeat(times, after, step);
     return parse_action(rest, times.over.value_or(0), step.action);
 }
 

@@ -12,7 +12,7 @@ struct Step {
     double at = 0;
     double every = 0;            /* 0: just once */
     std::optional<double> until; /* no more from then on */
-    bool repeats_all = false;    /* no action: the scenario begins anew */
+    bool repeats_all = false;    /* no action: the scenario starts again */
     Action action;
     std::string text; /* as it was written, without the times */
     size_t line = 0;  /* of the file; 0 when it was typed */

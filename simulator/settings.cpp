@@ -11,7 +11,7 @@ using namespace records;
 
 namespace {
 
-/* What a new setting does besides. It may add complaints, and does nothing when
+/* A side effect of a new setting. It may add complaints, and does nothing when
  * there are some. */
 using Effect = void(Device &device, RecordBytes &given, Complaints &complaints);
 

@@ -1,4 +1,4 @@
-/* What the device tells about itself. */
+/* The device's own status. */
 #pragma once
 
 #include "simulator/answer.h"

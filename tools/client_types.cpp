@@ -54,7 +54,7 @@ std::string members(const Record &record)
     return text;
 }
 
-/* What the frame's marks stand for. */
+/* The texts for the frame's marks. */
 struct Parts {
     std::string records, reads, changes, creations, uploads;
     std::vector<std::string> commands, calls, deletions;
@@ -72,7 +72,7 @@ void add_record(Parts &parts, const Record *record)
     parts.records += "export interface " + type_name(*record) + " {\n" + members(*record) + "}\n";
 }
 
-/* "/api/stream/{id}": what stands below /api, as a key and as a type. */
+/* "/api/stream/{id}": the part below /api, as a key and as a type. */
 struct Path {
     std::string key, type;
 };

@@ -10,5 +10,5 @@ std::string openapi_json(const std::string &frame);
 std::string daemon_protocol(const std::string &frame);
 std::string client_types(const std::string &frame);
 
-/* Puts `by` in the place of the mark; false when it does not stand there. */
+/* Replaces the mark by `by`; false when it is not there. */
 bool replace_mark(std::string &text, const std::string &mark, const std::string &by);

@@ -10,7 +10,7 @@
 struct OperationNote {
     const char *operation; /* its operationId */
     const char *summary;
-    const char *more; /* behind what the kind of operation says */
+    const char *more; /* after what the kind of operation says */
 };
 
 /* Null when there is none. */

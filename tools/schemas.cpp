@@ -51,7 +51,7 @@ void add_properties(Json &object, const Record &record, Json &schemas)
 
 /* Records in forms */
 
-/* What stands in a form for one value of the field. An absent parameter has
+/* One value of the field in a form. An absent parameter has
  * its default. */
 Json parameter_schema(const Record &record, const Field &field)
 {
@@ -169,7 +169,7 @@ Json form_schema(const Record &record, Json &schemas)
     return reference("schemas", form_name(record));
 }
 
-/* A form with the parameters of each record behind an index. Of the first one
+/* A form with the parameters of each record after an index. Of the first one
  * they are listed. */
 Json indexed_form_schema(const Record &record, Json &schemas)
 {
@@ -189,7 +189,7 @@ Json indexed_form_schema(const Record &record, Json &schemas)
     return reference("schemas", form_name(record));
 }
 
-/* Multipart stands first: generators take what does, and in it they leave
+/* Multipart comes first: generators take the first one, and in it they leave
  * brackets, blanks and plus signs alone. */
 Json form_content(const Json &schema, const Json &schemas)
 {
