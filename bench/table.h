@@ -1,4 +1,4 @@
-/* The table in which every figure stands next to its bound. */
+/* The table of the figures, each next to its bound. */
 #pragma once
 
 #include <string>

@@ -231,7 +231,7 @@ struct Measurement {
 
 constexpr uint32_t stream_get = 1, stream_set = 3, changes_get = 59;
 
-/* A request and what it is held against: the request for a static file, an exchange with the
+/* A request and what it is compared with: the request for a static file, an exchange with the
  * daemon, and perhaps the lines that it makes the server log. */
 struct Row {
     const char *what;
@@ -271,7 +271,7 @@ private:
 };
 
 /* Makes a file of the size. Returns the path under which it is served: with the version in it, as
- * all pages have, and as the redirect tells. */
+ * all pages have, and as the redirect names it. */
 std::string Bench::static_path(size_t size) const
 {
     const std::string name = "/file-" + std::to_string(size);

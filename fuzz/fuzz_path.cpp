@@ -34,7 +34,7 @@ void fuzz_one(FuzzedDataProvider &input)
     const int method = input.ConsumeIntegralInRange<int>(HTTP_METHOD_GET, HTTP_METHOD_OPTIONS);
     const size_t mode = input.ConsumeIntegralInRange(0, 3) == 3 ? 2 : DIRECT;
     const std::string path = input.ConsumeRemainingBytesAsString();
-    if (path.find('\0') != path.npos) return; /* the server lets none through */
+    if (path.find('\0') != path.npos) return; /* the server refuses them */
 
     Module module;
     int commands = 0;

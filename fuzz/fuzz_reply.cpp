@@ -35,7 +35,7 @@ void fuzz_one(FuzzedDataProvider &input)
     while (record.size() < length) record += filling;
     record.resize(length);
 
-    /* A text alone, where nothing can be written behind its field. */
+    /* A text alone, where nothing can be written after its field. */
     std::vector<char> field(filling.begin(), filling.end());
     escape_string(field.data(), static_cast<uint32_t>(field.size()));
     require(strnlen(field.data(), field.size()) < field.size(), "a text ends in its field");

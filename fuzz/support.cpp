@@ -24,15 +24,15 @@ size_t longest_text(const std::string &key)
     return key.ends_with("Address") || key.ends_with("Gateway") ? 45 : 254;
 }
 
-/* As far as the text goes, brackets stand in pairs, and strings are closed and
- * no longer than their fields. */
+/* Up to where the text is cut, brackets come in pairs, and strings are closed
+ * and no longer than their fields. */
 void check_json(std::string_view text, bool cut)
 {
     std::string open, last;
     for (size_t i = 0; i < text.size(); ++i) {
         if (text[i] == '[' || text[i] == '{') open += static_cast<char>(text[i] + 2);
         if (text[i] == ']' || text[i] == '}') {
-            require(open.ends_with(text[i]), "brackets stand in pairs");
+            require(open.ends_with(text[i]), "brackets come in pairs");
             open.pop_back();
         }
         if (text[i] != '"') continue;

@@ -23,7 +23,7 @@ struct Cuts {
     std::vector<uint16_t> lengths;
 };
 
-/* The body in one piece, behind an offset. */
+/* The body in one piece, after an offset. */
 Piece undivided(const std::string &body);
 
 class Module : public HostedModule {

@@ -283,7 +283,7 @@ TEST_F(Client, GoesOnWaitingAfterASignal)
     EXPECT_EQ(clock_us, 3200000 + 2500000);
 }
 
-TEST_F(Client, LeavesWhatStandsBehindAMessage)
+TEST_F(Client, LeavesWhatComesAfterAMessage)
 {
     the_daemon.sends(whole + empty + whole.substr(0, 20));
     EXPECT_EQ(receive(), 0);

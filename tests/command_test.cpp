@@ -108,7 +108,7 @@ TEST_F(Command, CountsNoMoreThanWhatArrived)
 
 /* A time-out drains nothing: a late reply is the next command's own, or fails it by its echo. In
  * that case what follows it is gone before the command after that. */
-TEST_F(Command, FindsItsFeetAfterALateReply)
+TEST_F(Command, RecoversFromALateReply)
 {
     EXPECT_EQ(command(52), -2);
     the_daemon.sends(reply(52, 1, "late"));

@@ -35,7 +35,7 @@ TEST(Escape, StaysWithinTheField)
         {"no terminator, escaped", "ab\"d", 4, "ab"},
         {"a field of one byte", "a", 1, ""},
         {"other bytes as they are", "\x01\t\n\x7f\x80\xff&'/", 46, "\x01\t\n\x7f\x80\xff&'/"},
-        {"nothing behind a NUL", "a\0<"s, 46, "a"},
+        {"nothing after a NUL", "a\0<"s, 46, "a"},
         {"the last byte is special", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa<", 46,
          "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa&lt;"},
         {"only the last of many", std::string(80, 'a') + "\"", 90, std::string(80, 'a') + "\\\""},

@@ -50,7 +50,7 @@ std::string repeated(const std::string &text, size_t times)
 
 class Routes : public ModuleTest {
 protected:
-    /* `headers` tells how many there are. */
+    /* `headers` is their number. */
     static void expect(const Answer &answer, int status, const std::string &body, size_t headers)
     {
         EXPECT_EQ(answer.result, HANDLER_FINISHED);

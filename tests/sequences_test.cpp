@@ -75,7 +75,7 @@ TEST_F(Sequences, ShowNoAnswerToAnotherRequest)
             EXPECT_EQ(stray.count({resource.command, shown}), 1u)
                 << resource.path << " shows " << shown << " and not " << number;
         }
-        /* Left in peace, the link finds its feet. */
+        /* With a good daemon, all is well again. */
         the_daemon.sends(late);
         int64_t shown = 0;
         for (int i = 0; i < 8; ++i) {

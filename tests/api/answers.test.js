@@ -16,7 +16,7 @@ let demo;
 before(async () => { demo = await startDemo(); });
 after(() => demo.stop());
 
-/* The two ways of a form. Names are sent as they stand, brackets and all. */
+/* The two ways of a form. Names are sent as they are, brackets included. */
 const bodies = {
     'multipart/form-data'(values) {
         const body = new FormData();
@@ -33,7 +33,7 @@ const bodies = {
     }),
 };
 
-/* Sends it the way the description says, by default the one that stands first
+/* Sends it the way the description says, by default the first
  * there, with the values of its examples. */
 function send(operation, { file = 'MZ a file', type, path = operation.path } = {}) {
     let request;

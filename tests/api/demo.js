@@ -1,4 +1,4 @@
-/* The running demo, and the description that it is held against. */
+/* The running demo, and the description that it is checked against. */
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
@@ -15,7 +15,7 @@ export const operations = Object.entries(api.paths).flatMap(([path, item]) =>
 
 export const byId = (id) => operations.find(({ operationId }) => operationId === id);
 
-/* What a reference stands for, or the thing itself. */
+/* What a reference refers to, or the thing itself. */
 export const resolved = ({ $ref, ...rest }) =>
     $ref ? $ref.split('/').slice(1).reduce((found, name) => found[name], api) : rest;
 

@@ -1,4 +1,4 @@
-/* What most end-to-end tests stand on: a scripted daemon, and the server behind it. */
+/* The set-up of most end-to-end tests: a scripted daemon and a server. */
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ protected:
         daemon.take_requests();
     }
 
-    /* Sets what the daemon tells, and reads it through the server. */
+    /* Sets what the daemon answers, and reads it through the server. */
     void expect_good_exchange()
     {
         daemon.answer(changes_get, {Step::send(reply(changes_get, 1, changes_record))});

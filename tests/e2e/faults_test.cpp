@@ -54,7 +54,7 @@ const Route routes[] = {
      "[ {\"status\" : \"OK\", \"message\" : \"It is in.\"} ]", 500},
 };
 
-/* What comes behind a fault: right answers, after one that is lost, or none ever. */
+/* The answers after a fault: right ones, one lost and then right ones, or none. */
 enum After { RIGHT, ONE_LOST, DEAD };
 
 constexpr int as_good = 0, as_failure = 1; /* or a status */
@@ -108,10 +108,10 @@ std::vector<Fault> faults_of(const Route &route)
         faults.push_back({"short record", {send(reply(command, 1, less))}});
         faults.push_back({"told of less", {send(reply(command, 1, less_length, record))}});
     }
-    /* Behind each of these the server starts anew: two routes are enough. */
+    /* After each of these the server is restarted: two routes are enough. */
     if (command != routes[1].command && command != routes[3].command) return faults;
     for (const size_t sent : {size_t(0), size_t(1), size_t(12), size_t(13), part}) {
-        faults.push_back({"closed behind " + std::to_string(sent) + " bytes",
+        faults.push_back({"closed after " + std::to_string(sent) + " bytes",
                           {send(good.substr(0, sent)), Step::hang_up()}, as_failure, DEAD});
     }
     faults.push_back({"closed after", {send(good), Step::hang_up()}, as_good, DEAD});
@@ -205,7 +205,7 @@ std::string list_of_streams(uint32_t count)
     return reply(1, 1, records);
 }
 
-/* In pieces of random lengths, up to a length that is chosen for each; some behind a pause. */
+/* In pieces of random lengths, up to a length that is chosen for each; some after a pause. */
 Answer in_pieces(const std::string &bytes, std::minstd_rand &random,
                  const std::vector<size_t> &longest, size_t one_pause_in, size_t longest_pause_ms)
 {

@@ -58,7 +58,7 @@ TEST_F(Life, SignalsEndNoWait)
     expect_good_exchange();
 }
 
-/* The server unloads the module and loads it anew in the same process. What an unloaded module
+/* The server unloads the module and loads it again in the same process. What an unloaded module
  * has not given back, LeakSanitizer reports when the server ends, and changes its status. */
 TEST_F(Life, RestartsLeaveNothingBehind)
 {
@@ -78,7 +78,7 @@ TEST_F(Life, RestartsLeaveNothingBehind)
     for (int i = 0; i < 2; ++i) {
         use_everything();
         kill(server->process_id(), SIGUSR1);
-        /* The first request behind a restart asks for the version. */
+        /* The first request after a restart asks for the version. */
         const bool restarted = wait_until([&] {
             client.get("/views/none");
             return !daemon.take_requests().empty();

@@ -9,7 +9,7 @@ std::string object_in(const std::string &answer)
     return answer.size() > 4 ? answer.substr(2, answer.size() - 4) : answer;
 }
 
-/* The values of all members with the key, each with a blank behind it. */
+/* The values of all members with the key, each with a blank after it. */
 std::string values_of(const std::string &key, const std::string &answer)
 {
     std::string values;

@@ -131,7 +131,7 @@ int __wrap_poll(pollfd *files, nfds_t, int)
     return debug_events != 0;
 }
 
-/* The module's end of a pair of sockets takes the place of `fd`. */
+/* Replaces `fd` by the module's end of a pair of sockets. */
 int __wrap_connect(int fd, const sockaddr *to, socklen_t)
 {
     const auto *address = reinterpret_cast<const sockaddr_un *>(to);

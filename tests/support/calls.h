@@ -47,16 +47,16 @@ extern Daemon the_daemon;
 /* The descriptors that are open, a bit for each of the first. */
 uint64_t open_descriptors();
 
-extern time_t fixed_time; /* what time() tells; 0: the truth */
+extern time_t fixed_time; /* what time() returns; 0: the real time */
 extern timeval last_wait; /* that a select was called with */
 extern int64_t clock_us;  /* the monotonic clock: it moves while the module waits */
 extern std::map<std::string, int> calls_made; /* of the link's system calls */
 extern std::string debug_output;              /* what was written to standard error */
-extern short debug_events;                    /* what poll tells of standard error */
+extern short debug_events;                    /* that poll reports for standard error */
 extern int interrupted_writes;                /* so many writes end with EINTR first */
 extern size_t longest_write;                  /* what a write takes of a file at the most */
 extern size_t room_on_disk;                   /* for all writes together */
 
-/* Behind a reply in its msg_buf nothing can be read; null: no such guard. */
+/* Makes the bytes after a reply in its msg_buf unreadable; null: does not. */
 struct plugin_data;
 extern const plugin_data *guarded;

@@ -40,7 +40,7 @@ public:
     FakeDaemon(const FakeDaemon &) = delete;
     FakeDaemon &operator=(const FakeDaemon &) = delete;
 
-    /* What it answers to a command, always or the next time only. Without this it tells the
+    /* What it answers to a command, always or the next time only. Without this it sends the
      * software version "rel5", and reports success without a record for everything else. */
     void answer(uint32_t command, const Answer &answer);
     void answer_once(uint32_t command, const Answer &answer);

@@ -39,13 +39,13 @@ struct HttpClient {
         return request("PUT", path, form);
     }
 
-    /* The body goes out piece by piece, with a pause in front of each. */
+    /* The body goes out piece by piece, with a pause before each. */
     Response send_slowly(const std::string &method, const std::string &path,
                          const std::vector<std::string> &pieces, int pause_ms,
                          const std::string &content_type) const;
 
     /* Posts them as multipart/form-data, made while they are sent. Over HTTP/1.1, a length
-     * that is not told makes the body a chunked one. */
+     * that is not sent makes the body a chunked one. */
     Response upload(const std::string &path, const std::vector<Part> &parts,
                     bool length_is_told = true) const;
 };
@@ -63,7 +63,7 @@ public:
 
     void send(const std::string &bytes);
 
-    /* The next answer: a status line, headers and as much body as Content-Length tells. */
+    /* The next answer: a status line, headers and as much body as Content-Length says. */
     Response receive();
 
 private:

@@ -4,7 +4,7 @@
  * A message is a header of 13 bytes and a payload: type, length (header included) and tag as
  * little-endian 32-bit words, then a checksum that makes the sum of all bytes 0. A request's type
  * is the command; a reply's type is 0 and its payload begins with the command, the result (1 is
- * success) and the length of the record behind them. */
+ * success) and the length of the record after them. */
 #pragma once
 
 #include <cstdint>

@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/* What the bodies' pieces lie in, until a connection begins anew. */
+/* The memory of the bodies' pieces, until the next request. */
 std::vector<std::unique_ptr<char[]>> blocks;
 std::vector<int> named_files;
 

@@ -1,5 +1,5 @@
-/* What the unit tests see of the hosted module: requests, answers, and a daemon
- * with prepared prepared. */
+/* What the unit tests use of the hosted module: requests, answers, and a daemon
+ * with prepared replies. */
 #pragma once
 
 #include <gtest/gtest.h>

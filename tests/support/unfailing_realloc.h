@@ -1,4 +1,4 @@
-/* In front of the hosting layer's sources: its realloc is not one of those that
+/* Included before the hosting layer's sources: its realloc is not one of those that
  * calls.h makes fail. Where the layer's memory runs out the process ends, as a
  * server does, and there is nothing more to see. */
 #pragma once
