@@ -17,6 +17,9 @@ namespace {
 
 constexpr const char *label = "parse_query_params";
 
+/* Fixed, unlike other numbers of log lines: filters of the log know them. */
+constexpr unsigned open_failed_line = 737, map_failed_line = 745;
+
 struct ContentType {
     bool multipart;
     const char *boundary; /* null when a multipart type names none */
@@ -48,7 +51,7 @@ bool map_file(server *srv, chunk *c)
     if (c->file.fd == -1) {
         c->file.fd = open(c->file.name->ptr, O_RDONLY | O_CLOEXEC);
         if (c->file.fd == -1) {
-            log_error_write(srv, label, 737, "ss", "open failed: ", strerror(errno));
+            log_error_write(srv, label, open_failed_line, "ss", "open failed: ", strerror(errno));
             return false;
         }
     }
@@ -56,8 +59,8 @@ bool map_file(server *srv, chunk *c)
     c->file.mmap.start = static_cast<char *>(
         mmap(nullptr, c->file.mmap.length, PROT_READ, MAP_SHARED, c->file.fd, 0));
     if (c->file.mmap.start == MAP_FAILED) {
-        log_error_write(srv, label, 745, "ssbd", "mmap failed: ", strerror(errno), c->file.name,
-                        c->file.fd);
+        log_error_write(srv, label, map_failed_line, "ssbd", "mmap failed: ", strerror(errno),
+                        c->file.name, c->file.fd);
         return false;
     }
     close(c->file.fd);
@@ -115,7 +118,7 @@ Span bounded(Span form)
 
 void report_dropped(server *srv)
 {
-    log_error_write(srv, label, __LINE__, "s", "The form is too large: dropped the rest of it");
+    log_error_write(srv, label, __LINE__, "s", "Dropped what exceeds the limits of a form");
 }
 
 /* URL-encoded pairs. Chunks in files are mapped, but not decoded. */

@@ -7,6 +7,9 @@
 namespace {
 
 constexpr const char *label = "parse_multipart_chunk";
+
+/* Fixed, unlike other numbers of log lines: filters of the log know it. */
+constexpr unsigned no_headers_end_line = 359;
 constexpr char opening_dashes[] = "\r\n--";
 constexpr size_t dashes_length = sizeof(opening_dashes) - 1;
 constexpr size_t directory_length = sizeof(UPLOAD_DIRECTORY) - 1;
@@ -165,6 +168,7 @@ size_t parse_content(multipart_parser *parser, const char *data, size_t length)
     return consumed;
 }
 
+/* The number of the log line is the byte's index. */
 bool expect(multipart_parser *parser, bool as_expected, size_t index)
 {
     if (!as_expected) {
@@ -337,7 +341,7 @@ int parse_multipart_chunk(server *srv, const char *data, size_t length, array *p
     const bool may_have_headers = parser->may_have_headers;
     parser->may_have_headers = false;
     if (may_have_headers && !skip_request_headers(parser, &data, &length)) {
-        log_error_write(srv, label, 359, "s", "Headers end not found");
+        log_error_write(srv, label, no_headers_end_line, "s", "Headers end not found");
         return 1;
     }
     for (size_t i = 0; i < length && parser->state != multipart_parser::CLOSED;) {

@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <utility>
+
 #include "tests/support/module_host.h"
 
 namespace {
@@ -302,10 +304,22 @@ TEST_F(Client, IsNotHeldUpByADaemonThatNeverStops)
     EXPECT_EQ(send(0, 1, ""), 0);
 }
 
+/* A peer whose bytes were not read would see a reset and not an end. */
+TEST_F(Client, ReadsWhatIsPendingBeforeItCloses)
+{
+    the_daemon.sends(whole);
+    SysMngDisconnect(std::exchange(handle, nullptr));
+    char byte;
+    EXPECT_EQ(::recv(the_daemon.fd, &byte, 1, MSG_DONTWAIT), 0);
+}
+
 TEST_F(Client, SurvivesAClosedPeer)
 {
     EXPECT_NE(fcntl(handle->fd, F_GETFL) & O_NONBLOCK, 0);
+    the_daemon.sends(whole + whole.substr(0, 13));
+    EXPECT_EQ(receive(), 0);
     the_daemon.closes();
+    EXPECT_EQ(receive(), -1) << "and not the payload that the buffer still has";
     EXPECT_EQ(send(0, 1, ""), -1) << "and no signal is raised";
     EXPECT_EQ(SysMngWaitMsg(handle, no_wait), 0) << "an end of stream is readable";
     EXPECT_EQ(receive(), -1);

@@ -114,6 +114,8 @@ const Case cases[] = {
      "|a:x|a=1\r\n2|b=|c=%41|f=/mnt/data/a"},
     {"two files", file("f", "a") + file("g", "b", "22") + end,
      "|a:x|b:22|f=/mnt/data/a|g=/mnt/data/b"},
+    {"two files, the second with a shorter name", file("f", "abc") + file("g", "d", "22") + end,
+     "|abc:x|d:22|f=/mnt/data/abc|g=/mnt/data/d"},
     {"the same name twice, then the same file",
      field("f") + file("F", "a", "long") + file("g", "a", "2") + end,
      "|a:2|f=/mnt/data/a|g=/mnt/data/a"},
@@ -312,6 +314,8 @@ TEST_F(Multipart, SkipsRequestHeadersInTheFirstChunkOnly)
     const std::pair<std::vector<Piece>, std::string> cases_of_headers[] = {
         {{{front + body}}, "|f=x"},
         {{{front + body.substr(0, 9)}, {body.substr(9)}}, "|f=x"},
+        {{{"--XyQ/?" + front.substr(7) + body}}, "|f=x"}, /* nearly a delimiter */
+        {{{"boundary=XyZ\r\n\rA\r\n\r\n" + body}}, "|f=x"},
         {{{"boundary=XyZ\r\n"}, {body}}, "|f=x|Headers end not found "},
         {{after_headers(odd)}, "|f=boundary=\r\n\r\n"},
         {{{odd.substr(0, 9)}, {odd.substr(9)}}, "|f=boundary=\r\n\r\n"},
@@ -336,7 +340,7 @@ TEST_F(Multipart, NeedsABoundaryThatCanBeOne)
 TEST_F(Multipart, CutsWhatIsTooLong)
 {
     const std::string x(5000, 'x'), v(65536, 'v'), blanks(12267, ' ');
-    const std::string dropped = "|The form is too large: dropped the rest of it ";
+    const std::string dropped = "|Dropped what exceeds the limits of a form ";
     EXPECT_EQ(
         result_of(file(x, x, "1") + part(blanks + "name='g'") + part(blanks + " name='h'") + end),
         "|g=x|" + x.substr(0, 4095) + "=/mnt/data/" + x.substr(0, 4085) + "|upload of " +

@@ -105,7 +105,7 @@ const std::string audio_form =
     "sdiHdmiOutput[0][1]=1&sdiHdmiOutput[1][2]=true&sdiHdmiOutput[2][0]=1&sdiHdmiOutput[3][3]=1"
     "&sdiHdmiOutput[0][4]=1&sdiHdmiOutput[4][0]=1&digitalOutput=17&aesOutput1[1]=1"
     "&aesOutput2[2]=1&aesOutput1[4]=1&analogOutput[0]=1&analogOutput[3]=1&balancedMode=33"
-    "&volumeUnbalanced=37&volumeBalanced=41";
+    "&volumeUnbalanced=37&volumeBalanced=41&sdiHdmiOutput=1111&aesOutput1=1111";
 const std::string audio_members =
     R"("sdiHdmiOutput" : [ [ false,true,false,false ],[ false,false,true,false ],)"
     R"([ true,false,false,false ],[ false,false,false,true ] ], "digitalOutput" : 17, )"

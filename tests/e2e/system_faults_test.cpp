@@ -191,7 +191,7 @@ TEST_F(SystemFaults, AFullLogDisk)
     ASSERT_EQ(mount("none", "/mnt/log", "tmpfs", 0, "size=4k"), 0);
     start(slow_leds, "server.errorlog = \"/mnt/log/error.log\"\n");
     count_descriptors();
-    const std::string too_many(300000, '&'), logged = "Dropped what is more";
+    const std::string too_many(300000, '&'), logged = "Dropped what exceeds";
     for (int i = 0; i < 100; ++i) {
         EXPECT_EQ(client.put("/api/sap", "port=5004" + too_many).status, 204);
     }

@@ -115,6 +115,7 @@ ssize_t __wrap_write(int fd, const void *bytes, size_t count)
         return -1;
     }
     if (fd == STDERR_FILENO) {
+        count = std::min(count, longest_write);
         debug_output.append(static_cast<const char *>(bytes), count);
         return static_cast<ssize_t>(count);
     }

@@ -54,7 +54,7 @@ extern std::map<std::string, int> calls_made; /* of the link's system calls */
 extern std::string debug_output;              /* what was written to standard error */
 extern short debug_events;                    /* that poll reports for standard error */
 extern int interrupted_writes;                /* so many writes end with EINTR first */
-extern size_t longest_write;                  /* what a write takes of a file at the most */
+extern size_t longest_write;                  /* what a write takes at the most */
 extern size_t room_on_disk;                   /* for all writes together */
 
 /* Makes the bytes after a reply in its msg_buf unreadable; null: does not. */
