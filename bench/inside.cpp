@@ -115,7 +115,7 @@ void Material::make_list()
 
 Material::Material()
 {
-    hosted_append_memory(con, stream_form);
+    hosted_append_memory_view(con, stream_form);
     const int lines = memfd_create("debug-lines", MFD_CLOEXEC);
     const int standard_error = dup(STDERR_FILENO);
     dup2(lines, STDERR_FILENO);

@@ -135,11 +135,6 @@ int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code)
     return ret;
 }
 
-bool reply_arrived(const plugin_data *p)
-{
-    return p->reply_received >= REPLY_PREAMBLE_LEN;
-}
-
 uint8_t *reply_record(plugin_data *p)
 {
     return p->msg_buf + REPLY_PREAMBLE_LEN;
@@ -147,7 +142,7 @@ uint8_t *reply_record(plugin_data *p)
 
 uint32_t reply_record_len(const plugin_data *p)
 {
-    if (!reply_arrived(p)) return 0;
+    if (p->reply_received < REPLY_PREAMBLE_LEN) return 0;
     const uint32_t claimed = load_u32(preamble_of(p)->data_len);
     const uint32_t arrived = p->reply_received - REPLY_PREAMBLE_LEN;
     return claimed < arrived ? claimed : arrived;

@@ -35,7 +35,7 @@ static_assert(offsetof(ReplyPreamble, result) == 4 && offsetof(ReplyPreamble, da
  *   RET_TIMEOUT   no reply in time
  *   RET_INSUFMEM  no room for the reply
  * The record may be read after RET_OK, and after RET_ERROR where
- * reply_arrived says that the daemon did answer. */
+ * reply_record_len says that there is one. */
 int kelto_sysmgmt_command(server *srv, plugin_data *p, uint32_t code);
 
 /* Since the start of the process. A command that the daemon refuses counts as
@@ -44,9 +44,6 @@ struct CommandCounts {
     uint32_t sent, failed, timed_out;
 };
 extern CommandCounts command_counts;
-
-/* Whether a reply, good or refused, came back for the last command. */
-bool reply_arrived(const plugin_data *p);
 
 /* The reply's record and its length: what the daemon claims, but never more
  * than what arrived. 0 when no reply arrived. */

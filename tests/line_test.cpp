@@ -233,15 +233,15 @@ TEST_F(Line, ForgetsClientsThatLeave)
 /* What a request needs is true of what its handler does. */
 TEST_F(Line, KnowsWhatEveryRouteNeeds)
 {
-    for (const auto &route : agreed::routes) {
+    for (const auto &route : resources::routes) {
         for (const auto &action : route.actions) {
             SCOPED_TRACE(std::string(route.path) + " " + std::to_string(action.method));
             commands.clear();
             clients.clear();
-            const bool sends = action.kind != agreed::NONE;
-            const bool reads_form = action.kind == agreed::WRITE ||
-                                    action.kind == agreed::WRITE_ITEM ||
-                                    action.kind == agreed::CREATE || action.kind == agreed::SUBMIT;
+            const bool sends = action.kind != resources::NONE;
+            const bool reads_form = action.kind == resources::WRITE ||
+                                    action.kind == resources::WRITE_ITEM ||
+                                    action.kind == resources::CREATE || action.kind == resources::SUBMIT;
             const Client &client = come(route.path, 0, action.method, {{"name=x"}});
             EXPECT_EQ(commands.size(), sends ? 1u : 0u);
             EXPECT_EQ(client.request && module_needs_body(client.request), reads_form);
@@ -267,9 +267,9 @@ TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
         {"/api/uptime", HTTP_METHOD_PUT, 405},  {"/api/login", HTTP_METHOD_GET, 0},
         {"/api/logout", HTTP_METHOD_POST, 200}, {"/api/decoder", HTTP_METHOD_PUT, 0},
     };
-    for (const auto &route : agreed::routes) {
+    for (const auto &route : resources::routes) {
         for (const auto &action : route.actions) {
-            if (action.kind == agreed::NONE) continue;
+            if (action.kind == resources::NONE) continue;
             SCOPED_TRACE(std::string(route.path) + " " + std::to_string(action.method));
             std::string answers[2];
             for (std::string &answer : answers) {
@@ -282,7 +282,7 @@ TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
                     EXPECT_EQ(quick.request, nullptr) << other.path;
                     EXPECT_EQ(quick.status, other.status) << other.path;
                 }
-                const size_t size = action.kind == agreed::SUBMIT ? 266 : route.size;
+                const size_t size = action.kind == resources::SUBMIT ? 266 : route.size;
                 the_daemon.sends(reply(action.command, 1, std::string(size, 'r')));
                 turn_while_there_is_work();
                 EXPECT_EQ(client.request, nullptr);
@@ -421,7 +421,7 @@ protected:
 
 TEST_F(LineSequences, ShowNoAnswerToAnotherRequest)
 {
-    const int sequences = sequences_to_try();
+    const int sequences = sequences_to_try() / 10; /* each has many turns */
     int answered = 0, failed = 0, left = 0;
     for (int i = 0; i < sequences && !HasFailure(); ++i) {
         SCOPED_TRACE("sequence " + std::to_string(i));

@@ -126,16 +126,6 @@ void free_all(HostedQueue *queue)
     }
 }
 
-chunk *append_memory_chunk(connection *con, size_t length, size_t offset)
-{
-    HostedQueue *queue = &hosted(con)->body;
-    chunk *c = unused_chunk(queue);
-    c->type = chunk::MEM_CHUNK;
-    c->offset = static_cast<int64_t>(offset);
-    append(queue, c, static_cast<int64_t>(length - offset));
-    return c;
-}
-
 } // namespace
 
 connection *hosted_connection_new()
@@ -194,15 +184,13 @@ void hosted_add_request_header(connection *con, std::string_view name, std::stri
     array_set_key_value(con->request.headers, name.data(), name.size(), value.data(), value.size());
 }
 
-void hosted_append_memory(connection *con, std::string_view bytes, size_t offset)
-{
-    chunk *c = append_memory_chunk(con, bytes.size(), offset);
-    assign(*c->mem, bytes);
-}
-
 void hosted_append_memory_view(connection *con, std::string_view bytes, size_t offset)
 {
-    chunk *c = append_memory_chunk(con, bytes.size(), offset);
+    HostedQueue *queue = &hosted(con)->body;
+    chunk *c = unused_chunk(queue);
+    c->type = chunk::MEM_CHUNK;
+    c->offset = static_cast<int64_t>(offset);
+    append(queue, c, static_cast<int64_t>(bytes.size() - offset));
     free(c->mem->ptr);
     *c->mem = {const_cast<char *>(bytes.data()), bytes.size() + 1, 0};
 }

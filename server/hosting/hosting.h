@@ -28,11 +28,8 @@ void hosted_add_request_header(connection *con, std::string_view name, std::stri
 /* Append to the request's body, and count in bytes_in. The content length is
  * the caller's to set. */
 
-/* Memory of which the first `offset` bytes are not of the body. */
-void hosted_append_memory(connection *con, std::string_view bytes, size_t offset = 0);
-
-/* The same, left where it lies: `bytes` stays the caller's, has a NUL after
- * it and outlives the body. */
+/* Memory of which the first `offset` bytes are not of the body. It is used in
+ * place: `bytes` has a NUL after it and must outlive the body. */
 void hosted_append_memory_view(connection *con, std::string_view bytes, size_t offset = 0);
 
 /* A file of `length` bytes. An open `fd` now belongs to the connection; with
