@@ -140,7 +140,7 @@ TEST_F(Client, KeepsAMessageThatNeedsALargerBuffer)
 
 TEST_F(Client, DropsWhatIsPendingWithABadMessage)
 {
-    for (const auto &[name, bytes, effect] : odd_replies(7, "record")) {
+    for (const auto &[name, bytes, effect, waits] : odd_replies(7, "record")) {
         SCOPED_TRACE(name);
         the_daemon.sends(bytes);
         if (effect == OddReply::TOO_LARGE) {

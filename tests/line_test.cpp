@@ -239,9 +239,9 @@ TEST_F(Line, KnowsWhatEveryRouteNeeds)
             commands.clear();
             clients.clear();
             const bool sends = action.kind != resources::NONE;
-            const bool reads_form = action.kind == resources::WRITE ||
-                                    action.kind == resources::WRITE_ITEM ||
-                                    action.kind == resources::CREATE || action.kind == resources::SUBMIT;
+            const bool reads_form =
+                action.kind == resources::WRITE || action.kind == resources::WRITE_ITEM ||
+                action.kind == resources::CREATE || action.kind == resources::SUBMIT;
             const Client &client = come(route.path, 0, action.method, {{"name=x"}});
             EXPECT_EQ(commands.size(), sends ? 1u : 0u);
             EXPECT_EQ(client.request && module_needs_body(client.request), reads_form);

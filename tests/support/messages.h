@@ -32,5 +32,6 @@ struct OddReply {
     };
     std::string name, bytes;
     Effect effect;
+    bool waits = false; /* the module gives more of it a quarter of a second to arrive */
 };
 std::vector<OddReply> odd_replies(uint32_t command, const std::string &record);
