@@ -2,7 +2,10 @@
 
 import { Device } from "./kelto-client.js";
 
-export const device = new Device();
+// A request that is answered with 408 on a connection that was used before is
+// sent once more by Chromium, without a word: an entry would be made twice. So
+// it's given up just before the 30 seconds after which that answer comes.
+export const device = new Device("/", { timeout: 29000 });
 
 export const getList = (path) => device.get(path);
 export const getOne = async (path) => (await device.get(path))[0] ?? {};

@@ -3,6 +3,7 @@
 // not show go back as they came.
 
 import { button, el, setText } from "./dom.js";
+import { reason } from "./news.js";
 
 const unset = -1; // of a number: nothing is set
 const integer = /^[+-]?\d+$/;
@@ -214,7 +215,7 @@ export function makeForm({ groups, save, submit = "Save", extra = [] }) {
       if (stored) show(stored);
       mark(false, "Saved");
     } catch (error) {
-      showProblems(error.complaints ?? [], error.complaints?.length ? "" : error.message);
+      showProblems(error.complaints ?? [], error.complaints?.length ? "" : reason(error));
     } finally {
       busy = false;
       send.removeAttribute("aria-disabled");

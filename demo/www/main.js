@@ -53,12 +53,6 @@ function openMenu(isOpen) {
   byId("nav").classList.toggle("open", isOpen);
 }
 
-function showTrouble(problems) {
-  const texts = [...problems];
-  if (texts.length) texts.push("Trying again.");
-  setText(byId("trouble"), texts.join(" "));
-}
-
 // Software that is newer than the page comes with a page of its own.
 let softwareOfPage;
 function showDevice() {
@@ -81,6 +75,6 @@ byId("skip").addEventListener("click", (event) => {
 });
 addEventListener("keydown", (event) => event.key === "Escape" && openMenu(false));
 addEventListener("hashchange", () => show(true));
-onConnection(showTrouble);
+onConnection((texts) => setText(byId("trouble"), texts.join(" ")));
 watch(["general"], showDevice);
 show(false);

@@ -2,9 +2,11 @@
 // then of what the page shows only the resources whose counters moved.
 
 import { getList, getOne } from "./device.js";
+import { isNoAnswer } from "./news.js";
 
 const period = 2000;
 const longestPause = 10000;
+const patience = 5; // seconds; then it is said that an answer is missing
 
 const whenMoved = (read, path, ...groups) => ({ read, path, groups });
 const live = (read, path, seconds = 0) => ({ read, path, groups: [], milliseconds: seconds * 1000 });
@@ -38,6 +40,8 @@ const states = Object.fromEntries(Object.keys(resources).map((name) => [name, { 
 const watchers = new Set();
 let counters; // undefined: nothing that is known may be trusted
 let timer, running, failures = 0;
+let answered; // when the last round went well
+let trouble; // the error that ended the last round
 let onTrouble = () => {};
 
 export const value = (name) => states[name].value;
@@ -55,6 +59,12 @@ export function watch(names, callback) {
 
 export function onConnection(callback) {
   onTrouble = callback;
+}
+
+// Reads one anew, and fails when it cannot be read.
+export async function readAnew(name) {
+  await refresh(name);
+  if (states[name].stale) throw states[name].error ?? trouble;
 }
 
 // Reads these anew, and then all that moved by it.
@@ -80,22 +90,25 @@ async function readCounters() {
 
 async function readOne(name) {
   const state = states[name];
-  state.stale = false;
   try {
     state.value = await resources[name].read(resources[name].path);
+    state.stale = false;
     state.error = undefined;
   } catch (error) {
     state.stale = true;
     state.error = error;
+    if (isNoAnswer(error)) throw error;
   }
   state.at = Date.now();
 }
 
+// One after the other: each would wait for a device that does not answer, and
+// hold up everybody else as long.
 async function readAll() {
   await readCounters();
   const watched = new Set([...watchers].flatMap(({ names }) => names));
   const due = [...watched].filter(isDue);
-  await Promise.all(due.map(readOne));
+  for (const name of due) await readOne(name);
   for (const { names, callback } of [...watchers]) {
     if (names.some((name) => due.includes(name) && !states[name].error)) callback();
   }
@@ -103,20 +116,57 @@ async function readAll() {
     .map((name) => `${resources[name].path}: ${states[name].error.message}`);
 }
 
+const clock = (time) => new Date(time).toLocaleTimeString("en-GB");
+
+// Told from a device that can't be reached by a file of the server's own, which
+// it sends without asking the service.
+async function isServerThere() {
+  try {
+    return (await fetch("icon.svg", { method: "HEAD", cache: "no-store", signal: AbortSignal.timeout(3000) })).ok;
+  } catch {
+    return false;
+  }
+}
+
+const ofServer = (isThere) => (isThere ? " Its web server is there, but the service behind it is busy or hangs." : "");
+
+function waiting(isThere) {
+  const since = answered ? `The device has not answered since ${clock(answered)}.` : "The device has not answered yet.";
+  return [`${since}${ofServer(isThere)} An answer can take 30 seconds, and other requests wait in line behind it.`];
+}
+
+function failing(error, seconds, isThere) {
+  const isLate = isNoAnswer(error) && seconds >= patience;
+  return [
+    isLate ? `The device did not answer for ${seconds} seconds.${ofServer(isThere)}` : error.message,
+    answered ? `What is shown is from ${clock(answered)}.` : "",
+    "Trying again.",
+  ].filter(Boolean);
+}
+
 function round() {
   clearTimeout(timer);
-  const slow = setTimeout(() => onTrouble(["The device is slow to answer."]), 5000);
+  const began = Date.now();
+  let isThere = false;
+  const slow = setTimeout(async () => {
+    onTrouble(waiting(isThere));
+    const mine = running;
+    isThere = await isServerThere();
+    if (mine === running) onTrouble(waiting(isThere));
+  }, patience * 1000);
   running = readAll()
     .then((problems) => {
       failures = problems.length ? failures + 1 : 0;
-      onTrouble(problems);
+      answered = Date.now();
+      onTrouble(problems.length ? [...problems, "Trying again."] : []);
     })
     .catch((error) => {
       // The device may be another one, or know nothing of before, when it
       // answers again.
       counters = undefined;
+      trouble = error;
       ++failures;
-      onTrouble([error.message]);
+      onTrouble(failing(error, Math.round((Date.now() - began) / 1000), isThere));
     })
     .finally(() => {
       clearTimeout(slow);

@@ -1,39 +1,15 @@
 import assert from "node:assert/strict";
-import { after, afterEach, before, test } from "node:test";
-import { openConsole, startBrowser, startDevice } from "./support.js";
+import { test } from "node:test";
+import { becomes, useConsole } from "./console.js";
 
-let device, browser, page;
-const open = async (...rest) => { page = await openConsole(browser, device, ...rest); };
-
-before(async () => {
-  device = await startDevice("--upgrade-seconds", "4");
-  browser = await startBrowser();
-});
-afterEach(async () => {
-  await page?.context().close();
-  assert.deepEqual(page?.complaints, []);
-});
-after(async () => {
-  await browser?.close();
-  await device?.stop();
-});
-
-const button = (name) => page.getByRole("button", { name, exact: true });
-const field = (name) => page.getByLabel(name, { exact: true });
-const row = (name) => page.locator(".list tbody tr").filter({ hasText: name });
-const says = (text) => page.locator("#news").filter({ hasText: text }).waitFor();
-
-// Waits until the function gives what is wanted.
-async function becomes(get, wanted) {
-  for (let tries = 0; tries < 100 && (await get()) !== wanted; ++tries) await page.waitForTimeout(100);
-  assert.equal(await get(), wanted);
-}
+const { it, open, button, field, dialog, answer, says } = useConsole("--upgrade-seconds", "4");
+const row = (name) => it.page.locator(".list tbody tr").filter({ hasText: name });
 
 test("page and files stand under the current version", async () => {
-  await open();
+  const page = await open();
   const files = () => page.evaluate(() => performance.getEntriesByType("resource").map((entry) => new URL(entry.name).pathname));
   assert.equal(new URL(page.url()).pathname, "/v2.4.1");
-  await page.goto(`${device.url}/v2.3.9/index.html`);
+  await page.goto(`${it.device.url}/v2.3.9/index.html`);
   assert.equal(new URL(page.url()).pathname, "/v2.4.1/index.html");
   await page.getByText("Studio A main").waitFor();
   const own = (await files()).filter((path) => !path.startsWith("/api/"));
@@ -42,7 +18,7 @@ test("page and files stand under the current version", async () => {
 });
 
 test("the overview shows a live device", async () => {
-  await open();
+  const page = await open();
   await page.locator(".badge", { hasText: "Receiving" }).waitFor();
   for (const text of ["°C", "DEC-2041-0007", "2.4.1", "kbit/s"]) await page.locator("dd", { hasText: text }).first().waitFor();
   const points = async () => (await page.locator(".series-1").getAttribute("d") ?? "").split(/[ML]/).length - 1;
@@ -57,7 +33,7 @@ test("the overview shows a live device", async () => {
 });
 
 test("a stream is made, changed, selected and deleted", async () => {
-  await open("streams");
+  const page = await open("streams");
   await page.getByRole("link", { name: "New stream" }).click();
   await field("Name").fill("Test & measure +1");
   await field("Protocol").selectOption("SRT");
@@ -67,7 +43,7 @@ test("a stream is made, changed, selected and deleted", async () => {
   await says("The stream is saved.");
   await row("Test & measure +1").getByText("192.0.2.7:7000").waitFor();
 
-  const stored = async () => (await device.request("GET", "stream")).find((one) => one.name === "Test & measure +1");
+  const stored = async () => (await it.device.request("GET", "stream")).find((one) => one.name === "Test & measure +1");
   const made = await stored();
   await row("Test & measure").getByRole("link", { name: "Edit" }).click();
   await field("Port").fill("7001");
@@ -77,11 +53,11 @@ test("a stream is made, changed, selected and deleted", async () => {
 
   await row("Test & measure").getByRole("button", { name: "Select" }).click();
   await row("Test & measure").getByText("Received").waitFor();
-  for (const answer of ["Cancel", "Delete"]) {
+  for (const choice of ["Cancel", "Delete"]) {
     assert.ok(await stored());
     await row("Test & measure").getByRole("button", { name: "Delete" }).click();
-    await page.getByRole("dialog").getByRole("button", { name: answer }).click();
-    await page.getByRole("dialog").waitFor({ state: "detached" });
+    await answer(choice);
+    await dialog().waitFor({ state: "detached" });
   }
   await says("The stream is deleted.");
   assert.equal(await row("Test & measure").count(), 0);
@@ -89,7 +65,7 @@ test("a stream is made, changed, selected and deleted", async () => {
 });
 
 test("refused values are shown at their fields", async () => {
-  await open("network");
+  const page = await open("network");
   const prefix = page.locator('[name="ip6ManualPrefix[1]"]');
   await prefix.fill("129");
   await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
@@ -102,25 +78,25 @@ test("refused values are shown at their fields", async () => {
   await prefix.fill("63");
   assert.equal(await invalid.count(), 0);
 
-  device.fault("refuse=2@CMD_NETWORK_SET*1");
+  it.device.fault("refuse=2@CMD_NETWORK_SET*1");
   await page.waitForTimeout(300);
   await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
   await page.locator(".problems p").nth(1).waitFor();
   await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
   await page.locator(".state", { hasText: "Saved" }).waitFor();
-  assert.equal((await device.request("GET", "network"))[1].ip6ManualPrefix, 63);
+  assert.equal((await it.device.request("GET", "network"))[1].ip6ManualPrefix, 63);
 });
 
 test("the audio grid changes one cell and nothing else", async () => {
-  await open("outputs");
-  const [before] = await device.request("GET", "decoder/audio");
+  const page = await open("outputs");
+  const [before] = await it.device.request("GET", "decoder/audio");
   const cell = page.getByLabel("SDI/HDMI 2, channel 3");
   await page.locator("td").filter({ has: cell }).click();
   await page.keyboard.press("ArrowDown"); // to row 3, where channel 3 is set
   await page.keyboard.press("Space");
   await page.locator("form").filter({ has: cell }).getByRole("button", { name: "Save" }).click();
   await page.locator(".state", { hasText: "Saved" }).waitFor();
-  const [after] = await device.request("GET", "decoder/audio");
+  const [after] = await it.device.request("GET", "decoder/audio");
   before.sdiHdmiOutput[1][2] = true;
   before.sdiHdmiOutput[2][2] = false;
   assert.deepEqual(after, before);
@@ -128,63 +104,63 @@ test("the audio grid changes one cell and nothing else", async () => {
 
 test("hostile texts are shown as they are, and kept", async () => {
   const name = `<img src=x onerror="window.hacked=1"> & "\\'`;
-  await device.request("POST", "stream", { name, ipAddress: "192.0.2.8", port: 1 });
-  const { id } = (await device.request("GET", "stream")).at(-1);
-  await device.request("PUT", `stream/select/${id}`);
-  const [security] = await device.request("GET", "security");
+  await it.device.request("POST", "stream", { name, ipAddress: "192.0.2.8", port: 1 });
+  const { id } = (await it.device.request("GET", "stream")).at(-1);
+  await it.device.request("PUT", `stream/select/${id}`);
+  const [security] = await it.device.request("GET", "security");
   const bannerText = "<script>window.hacked=1</script> & second part";
-  await device.request("PUT", "security", { ...security, isBannerEnabled: true, bannerText });
-  await open();
+  await it.device.request("PUT", "security", { ...security, isBannerEnabled: true, bannerText });
+  const page = await open();
   await becomes(() => page.locator(".headline").textContent(), name);
   await becomes(() => page.locator(".notice").textContent(), bannerText);
   const raw = '[ {"isBannerEnabled" : true, "bannerText" : "one\ntwo &lt;b&gt; \\"\\\\"} ]';
   await page.route("**/api/notice", (route) => route.fulfill({ body: raw }));
-  await page.goto(`${device.url}/#/streams/${id}`);
-  await page.goto(`${device.url}/#/overview`);
+  await page.goto(`${it.device.url}/#/streams/${id}`);
+  await page.goto(`${it.device.url}/#/overview`);
   await becomes(() => page.locator(".notice").textContent(), 'one\ntwo <b> "\\');
-  await page.goto(`${device.url}/#/streams/${id}`);
+  await page.goto(`${it.device.url}/#/streams/${id}`);
   await becomes(() => field("Name").inputValue(), name);
   await button("Save").click();
   await says("The stream is saved.");
   assert.equal(await row("onerror").locator("td").first().textContent(), name);
   assert.equal(await page.evaluate(() => document.images.length + (window.hacked ?? 0)), 0);
-  await device.request("DELETE", `stream/${id}`);
+  await it.device.request("DELETE", `stream/${id}`);
 });
 
 test("only groups that moved are fetched", async () => {
-  await open("streams");
+  const page = await open("streams");
   await row("Studio A main").waitFor();
   let read = [];
   page.on("request", (request) => read.push(new URL(request.url()).pathname));
   await page.waitForTimeout(4500);
   assert.deepEqual([...new Set(read)], ["/api/changes"]);
   read = [];
-  const [other] = await device.request("GET", "configuration");
-  await device.request("PUT", `configuration/${other.id}`, other);
-  const [stream] = await device.request("GET", "stream");
-  await device.request("PUT", `stream/${stream.id}`, { ...stream, latency: 130 });
+  const [other] = await it.device.request("GET", "configuration");
+  await it.device.request("PUT", `configuration/${other.id}`, other);
+  const [stream] = await it.device.request("GET", "stream");
+  await it.device.request("PUT", `stream/${stream.id}`, { ...stream, latency: 130 });
   await page.waitForTimeout(4500);
   assert.deepEqual([...new Set(read)].sort(), ["/api/changes", "/api/channel", "/api/stream"]);
 });
 
 test("troubles are shown and pass", async () => {
-  await open("streams");
+  const page = await open("streams");
   await row("Studio A main").waitFor();
   const trouble = (text) => page.locator("#trouble").filter({ hasText: text }).waitFor({ state: "attached" });
-  device.fault("refuse@CMD_CHANGES_GET*1");
+  it.device.fault("refuse@CMD_CHANGES_GET*1");
   await trouble("The device could not do this.");
   await trouble(/^$/);
   await page.context().setOffline(true);
   await trouble("The server does not answer.");
-  const { id } = (await device.request("POST", "stream", { name: "Made meanwhile" }))[0];
+  const { id } = (await it.device.request("POST", "stream", { name: "Made meanwhile" }))[0];
   await page.context().setOffline(false);
   await row("Made meanwhile").waitFor();
   await trouble(/^$/);
-  await device.request("DELETE", `stream/${id}`);
+  await it.device.request("DELETE", `stream/${id}`);
 });
 
 test("the keyboard is enough", async () => {
-  await open("system");
+  const page = await open("system");
   await page.keyboard.press("Tab");
   assert.equal(await page.evaluate(() => document.activeElement.id), "skip");
   await page.keyboard.press("Enter");
@@ -193,7 +169,7 @@ test("the keyboard is enough", async () => {
   await page.keyboard.press("Enter");
   assert.equal(await page.evaluate(() => document.activeElement.textContent), "Cancel");
   await page.keyboard.press("Escape");
-  await page.getByRole("dialog").waitFor({ state: "detached" });
+  await dialog().waitFor({ state: "detached" });
   assert.equal(await page.evaluate(() => document.activeElement.textContent), "Restart");
   await page.keyboard.press("Enter");
   await page.keyboard.press("Tab");
@@ -203,15 +179,15 @@ test("the keyboard is enough", async () => {
   await page.keyboard.press("ControlOrMeta+A");
   await page.keyboard.type("decoder-02");
   await page.keyboard.press("Enter");
-  await becomes(async () => (await device.request("GET", "security"))[0].hostname, "decoder-02");
+  await becomes(async () => (await it.device.request("GET", "security"))[0].hostname, "decoder-02");
 });
 
 test("no view is wider than a phone, and every control has a name", async () => {
-  await open("overview", { viewport: { width: 390, height: 800 } });
+  const page = await open("overview", { viewport: { width: 375, height: 800 } });
   for (const view of ["overview", "streams", "streams/1", "outputs", "decoder", "network", "configurations", "system"]) {
-    await page.goto(`${device.url}/#/${view}`);
+    await page.goto(`${it.device.url}/#/${view}`);
     await page.locator("#view :is(dd, td, input)").first().waitFor();
-    assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 390, view);
+    assert.equal(await page.evaluate(() => document.documentElement.scrollWidth), 375, view);
     const nameless = await page.evaluate(() => [...document.querySelectorAll("input, select, textarea")]
       .filter((one) => !one.labels.length && !one.ariaLabel).map((one) => one.name));
     assert.deepEqual(nameless, [], view);
@@ -219,7 +195,7 @@ test("no view is wider than a phone, and every control has a name", async () => 
 });
 
 test("a package is sent with progress, and installed by stages", async () => {
-  await open("system");
+  const page = await open("system");
   const cdp = await page.context().newCDPSession(page);
   await cdp.send("Network.emulateNetworkConditions", { offline: false, latency: 0, downloadThroughput: -1, uploadThroughput: 1 << 20 });
   const file = (begin) => ({ name: "decoder.bin", mimeType: "application/octet-stream", buffer: Buffer.alloc(3 << 20, begin) });
