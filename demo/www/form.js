@@ -2,163 +2,104 @@
 // record by name, indexed ones too, and sends all of them: those that it does
 // not show go back as they came.
 
+import { makeControls } from "./controls.js";
+import { ask } from "./dialog.js";
 import { button, el, setText } from "./dom.js";
-import { reason } from "./news.js";
+import { isNoAnswer, reason } from "./news.js";
+import { hold, release } from "./unsaved.js";
 
-const unset = -1; // of a number: nothing is set
-const integer = /^[+-]?\d+$/;
-const largest = 2 ** 31;
-const unprintable = /[\0-\x1f]+/g; // the device would make underscores of them
-
-let ids = 0;
-
-// The control of a field: elements to show, how to show a value, what to send.
-const kinds = {
-  text(field, id) {
-    const input = field.lines
-      ? el("textarea", { id, name: field.key, rows: field.lines, maxlength: field.longest })
-      : el("input", {
-        id, name: field.key, maxlength: field.longest, spellcheck: "false",
-        type: field.secret ? "password" : "text",
-        autocomplete: field.autocomplete ?? (field.secret ? "new-password" : "off"),
-      });
-    return {
-      input,
-      show: (value) => { input.value = field.blank ? "" : value ?? ""; },
-      read: () => input.value.replace(unprintable, " "),
-    };
-  },
-  number(field, id) {
-    const input = el("input", { id, name: field.key, type: "text", inputmode: "numeric", autocomplete: "off" });
-    const isUnset = (value) => value === undefined || (value === unset && !(field.low < 0));
-    return {
-      input,
-      show: (value) => { input.value = isUnset(value) ? "" : value; },
-      read: () => input.value.trim() || unset,
-      problem() {
-        const given = input.value.trim();
-        const good = !given || (integer.test(given) && given >= -largest && given < largest);
-        return good ? "" : "This must be a whole number.";
-      },
-    };
-  },
-  choice(field, id) {
-    const input = el("select", { id, name: field.key });
-    return {
-      input,
-      show(value = 0) {
-        const known = field.names.map((name, i) => [i, name]);
-        if (!(value in field.names)) known.push([value, value === unset ? "Not set" : `Code ${value}`]);
-        input.replaceChildren(...known.map(([i, name]) => el("option", { value: String(i) }, name)));
-        input.value = value;
-      },
-      read: () => input.value,
-    };
-  },
-  flag(field, id) {
-    const input = el("input", { id, name: field.key, type: "checkbox" });
-    return {
-      input,
-      show: (value) => { input.checked = value === true; },
-      read: () => input.checked,
-    };
-  },
-};
-
-function fieldBlock(field, note) {
-  const id = `field-${++ids}`;
-  const errorId = `${id}-error`, hintId = `${id}-hint`;
-  const control = kinds[field.kind](field, id);
-  const label = el("label", { for: id }, field.label);
-  const error = el("p", { id: errorId, class: "error" });
-  if (field.hint) control.input.setAttribute("aria-describedby", hintId);
-  const unit = field.unit && el("span", { class: "unit" }, field.unit);
-  const hint = field.hint && el("span", { id: hintId, class: "hint" }, field.hint);
-  const element = field.kind === "flag"
-    ? el("div", { class: "field flag" }, el("span", { class: "line" }, control.input, label), error)
-    : el("div", { class: field.lines ? "field wide" : "field" }, label,
-      el("span", { class: "line" }, control.input, unit), hint, error);
-  note(field.key, { ...control, error, described: field.hint && hintId });
-  return element;
+// What changed on the device while somebody was typing: keys are those of the
+// fields. Asks which values to take for the fields that both changed. Returns
+// what it showed by key, or nothing when the operator goes back.
+async function compare({ controls, keys, seen, isTouched, action }) {
+  const shown = new Map(), takes = new Map();
+  const rows = [...keys].map((key) => {
+    const { name, word, read } = controls.get(key);
+    const theirs = word(seen[key]);
+    shown.set(key, seen[key]);
+    if (!isTouched(key)) return el("p", {}, `${name} is now: ${theirs}`);
+    const group = `take-${key}`;
+    const take = el("input", { type: "radio", name: group });
+    const keep = el("input", { type: "radio", name: group, checked: true });
+    takes.set(key, take);
+    return el("fieldset", {}, el("legend", {}, name),
+      el("label", { class: "line" }, take, `On the device: ${theirs}`),
+      el("label", { class: "line" }, keep, `Yours: ${word(read())}`));
+  });
+  const goes = await ask({
+    title: "Changed on the device meanwhile",
+    text: "Somebody or something else has changed the same settings since you began.",
+    body: [el("div", { class: "comparison" }, ...rows)],
+    cancel: "Back to the form",
+    action,
+    look: "primary",
+  });
+  if (!goes) return undefined;
+  for (const [key, take] of takes) if (take.checked) controls.get(key).show(shown.get(key));
+  return shown;
 }
 
-// Arrow keys move between the cells.
-function moveInGrid(event) {
-  const step = { ArrowLeft: [0, -1], ArrowRight: [0, 1], ArrowUp: [-1, 0], ArrowDown: [1, 0] }[event.key];
-  const cell = event.target.closest("td");
-  if (!step || !cell) return;
-  event.preventDefault();
-  const rows = cell.closest("tbody").rows;
-  const next = rows[cell.parentElement.rowIndex - 1 + step[0]]?.cells[cell.cellIndex + step[1]];
-  next?.querySelector("input")?.focus();
-}
-
-function gridBlock(field, note) {
-  const error = el("p", { id: `field-${++ids}-error`, class: "error" });
-  const rows = field.rows.map(([name, keys]) => el("tr", {}, el("th", { scope: "row" }, name),
-    ...keys.map((key, i) => {
-      const control = kinds.flag({ key }, `field-${++ids}`);
-      control.input.setAttribute("aria-label", `${name}, channel ${field.columns[i]}`);
-      note(key, { ...control, error });
-      return el("td", {}, el("label", {}, control.input));
-    })));
-  const head = field.columns.map((name) => el("th", { scope: "col" }, name));
-  return el("div", { class: "field wide" },
-    el("table", { class: "grid", onkeydown: moveInGrid },
-      el("caption", {}, field.label),
-      el("thead", {}, el("tr", {}, el("th", { scope: "col" }, "Output"), ...head)),
-      el("tbody", {}, ...rows)), error);
-}
-
-// Flags that follow each other share a line.
-function blocksOf(fields, note) {
-  const blocks = [];
-  let flags;
-  for (const field of fields) {
-    const block = (field.kind === "grid" ? gridBlock : fieldBlock)(field, note);
-    if (field.kind !== "flag") flags = undefined;
-    else if (!flags) blocks.push(flags = el("div", { class: "flags" }));
-    if (flags) flags.append(block);
-    else blocks.push(block);
-  }
-  return blocks;
-}
-
-// groups: a table of fields.js. save(parameters) sends them and reads the
-// record anew. Returns the element, load(record parameters), which gives way
-// to what somebody is typing, and focus().
-export function makeForm({ groups, save, submit = "Save", extra = [] }) {
-  const controls = new Map();
-  const note = (key, control) => controls.set(key, control);
-  let seen, changed = false, busy = false;
+// title: of what is edited. read(): makes load() see what the device has now.
+// confirm(parameters, before): whether to go on. save(parameters, letGo): sends
+// them and returns the record as it is then; after letGo() the page can be left
+// without a question. saved() comes after that, discarded() when the changes are
+// given up. Returns the element, load(record), which gives way to what somebody is
+// typing, and isChanged().
+export function makeForm({ title, groups, read, confirm, save, saved, discarded, submit = "Save", extra = [] }) {
+  const { controls, elements } = makeControls(groups);
+  const foreign = new Set(); // keys of the fields that changed on the device
+  let seen = {}, known = false, busy = false, sending = false, missed;
 
   const top = el("div", { class: "problems", role: "alert", tabindex: "-1" });
+  const others = el("span");
+  const meanwhile = el("div", { class: "meanwhile", role: "status" });
   const state = el("span", { class: "state", role: "status" });
   const send = el("button", { type: "submit", class: "primary" }, submit);
-  const undo = button("Discard changes", () => show(seen), { hidden: true });
-  const blocks = groups.map(({ legend, fields }) => el("fieldset", {},
-    legend ? el("legend", {}, legend) : null,
-    el("div", { class: "fields" }, ...blocksOf(fields, note))));
+  const undo = button("Discard changes", discard, { hidden: true });
   const element = el("form", { novalidate: true, onsubmit: submitted, oninput: edited },
-    top, ...blocks, el("div", { class: "actions" }, send, undo, ...extra, state));
+    top, meanwhile, ...elements, el("div", { class: "actions" }, send, undo, ...extra, state));
 
-  function mark(isChanged, text = "") {
-    changed = isChanged;
-    undo.hidden = !isChanged;
+  function isTouched(key) {
+    const control = controls.get(key);
+    return String(control.read()) !== String(control.normal(seen[key]));
+  }
+
+  const isChanged = () => known && [...controls.keys()].some(isTouched);
+
+  function mark(text = "") {
+    const changed = isChanged();
+    undo.hidden = !changed;
+    if (changed && element.isConnected) hold(element, `${title}: changes that are not saved.`);
+    else release(element);
     setText(state, text);
+    showForeign();
+  }
+
+  function showForeign() {
+    const names = [...foreign].map((key) => controls.get(key).name).join(", ");
+    setText(others, `Changed on the device meanwhile: ${names}.`);
+    if (!foreign.size) meanwhile.replaceChildren();
+    else if (!meanwhile.firstChild) meanwhile.append(others, " ", button("Compare", () => settle("Take these values"), { class: "small" }));
   }
 
   function show(record) {
     seen = record;
+    known = true;
+    foreign.clear();
     for (const [key, control] of controls) control.show(record[key]);
     clearProblems();
-    mark(false);
+    mark();
+  }
+
+  function discard() {
+    show(seen);
+    discarded?.();
   }
 
   function edited(event) {
     const control = controls.get(event.target.name);
     if (control) clearProblem(control);
-    mark(true, "Not saved yet");
+    mark(isChanged() ? "Not saved yet" : "");
   }
 
   function clearProblem({ input, error, described }) {
@@ -173,61 +114,107 @@ export function makeForm({ groups, save, submit = "Save", extra = [] }) {
     top.replaceChildren();
   }
 
-  function showProblem(control, message) {
-    control.input.setAttribute("aria-invalid", "true");
-    control.input.setAttribute("aria-describedby",
-      [control.error.id, control.described].filter(Boolean).join(" "));
-    setText(control.error, control.error.textContent ? `${control.error.textContent} ${message}` : message);
+  function showProblem({ input, error, described }, message) {
+    input.setAttribute("aria-invalid", "true");
+    input.setAttribute("aria-describedby", [error.id, described].filter(Boolean).join(" "));
+    setText(error, error.textContent ? `${error.textContent} ${message}` : message);
   }
 
   // Each at the field that it names, those that name none on top.
-  function showProblems(entries, general) {
+  function showProblems(entries, general, outcome = "Not saved") {
     clearProblems();
-    const others = general ? [general] : [];
+    const rest = general ? [general] : [];
     for (const { message, property } of entries) {
       const control = controls.get(property);
       if (control) showProblem(control, message);
-      else others.push(property ? `${message} (${property})` : message);
+      else rest.push(property ? `${message} (${property})` : message);
     }
-    top.replaceChildren(...others.map((text) => el("p", {}, text)));
-    mark(changed, "Not saved");
-    const first = element.querySelector("[aria-invalid]") ?? (others.length ? top : undefined);
+    top.replaceChildren(...rest.map((text) => el("p", {}, text)));
+    mark(outcome);
+    const first = element.querySelector("[aria-invalid]") ?? (rest.length ? top : undefined);
     first?.focus();
   }
 
+  function showError(error) {
+    if (error.complaints?.length) showProblems(error.complaints);
+    else if (sending && isNoAnswer(error)) showProblems([], reason(error), "");
+    else showProblems([], error.message);
+  }
+
   function ownProblems() {
-    return [...controls].map(([property, control]) => ({ property, message: control.problem?.() }))
-      .filter(({ message }) => message);
+    const differs = ({ repeats, read: again }) => repeats && again() !== controls.get(repeats).read();
+    return [...controls].map(([property, control]) => ({
+      property, message: differs(control) ? "This is not the same as above." : control.problem?.(),
+    })).filter(({ message }) => message);
+  }
+
+  // Returns whether to go on. What changes while the question stands is asked
+  // about again.
+  async function settle(action) {
+    const shown = await compare({ controls, keys: foreign, seen, isTouched, action });
+    if (!shown) return false;
+    for (const [key, value] of shown) if (seen[key] === value) foreign.delete(key);
+    mark(isChanged() ? "Not saved yet" : "");
+    return true;
+  }
+
+  function given() {
+    const sent = [...controls].filter(([, { repeats }]) => !repeats);
+    return { ...seen, ...Object.fromEntries(sent.map(([key, control]) => [key, control.read()])) };
+  }
+
+  // Returns the record as it is then, or false when it was not sent.
+  async function trySaving() {
+    await read?.();
+    do {
+      while (foreign.size) if (!(await settle("Save"))) return false;
+      if (confirm && !(await confirm(given(), seen))) return false;
+    } while (foreign.size); // changed while the question stood
+    if (!element.isConnected) return false; // the view was left
+    sending = true;
+    return save(given(), () => release(element));
   }
 
   async function submitted(event) {
     event.preventDefault();
     if (busy) return;
+    clearProblems();
     const own = ownProblems();
     if (own.length) return showProblems(own);
-    const given = Object.fromEntries([...controls].map(([key, control]) => [key, control.read()]));
     busy = true;
-    clearProblems();
     setText(state, "Saving");
     send.setAttribute("aria-disabled", "true");
     try {
-      const stored = await save({ ...seen, ...given });
+      const stored = await trySaving();
       if (stored) show(stored);
-      mark(false, "Saved");
+      mark(stored ? "Saved" : "Not saved yet");
+      if (stored) saved?.();
     } catch (error) {
-      showProblems(error.complaints ?? [], error.complaints?.length ? "" : reason(error));
+      showError(error);
     } finally {
-      busy = false;
+      busy = sending = false;
       send.removeAttribute("aria-disabled");
+      if (missed) load(missed);
     }
   }
 
+  // A field in which nobody typed follows the device; the others are kept.
   function load(record) {
-    if (busy || (seen && JSON.stringify(seen) === JSON.stringify(record))) return;
-    if (!changed) return show(record);
+    missed = sending ? record : undefined;
+    if (sending || (known && JSON.stringify(seen) === JSON.stringify(record))) return;
+    if (!isChanged()) return show(record);
+    for (const [key, control] of controls) {
+      const [before, now] = [seen[key], record[key]].map((value) => String(control.normal(value)));
+      if (before === now) continue;
+      const mine = String(control.read());
+      if (mine === before) control.show(record[key]);
+      if (mine === now) foreign.delete(key);
+      else foreign.add(key);
+    }
     seen = record;
-    setText(state, "Changed on the device meanwhile");
+    if (isChanged()) mark(state.textContent);
+    else show(record);
   }
 
-  return { element, load, focus: () => element.querySelector("input, select, textarea")?.focus() };
+  return { element, load, isChanged };
 }

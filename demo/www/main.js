@@ -1,11 +1,14 @@
 // The frame of the page: which view is shown, and what holds for all of them.
 
+import { ask } from "./dialog.js";
 import { el, button, setText } from "./dom.js";
 import { onConnection, value, watch } from "./poll.js";
 import { say } from "./news.js";
+import { dropAll, losses } from "./unsaved.js";
 import { overview } from "./views/overview.js";
 import { streams } from "./views/streams.js";
-import { decoder, network, outputs } from "./views/settings.js";
+import { decoder, outputs } from "./views/settings.js";
+import { network } from "./views/network.js";
 import { configurations } from "./views/configurations.js";
 import { system } from "./views/system.js";
 
@@ -40,12 +43,36 @@ function show(moveFocus) {
   const unwatch = watch(view.uses, () => view.update?.());
   leave = () => {
     unwatch();
-    view.leave?.();
+    dropAll();
   };
   openMenu(false);
   if (!moveFocus) return;
   byId("main").focus({ preventScroll: true });
   scrollTo(0, 0);
+}
+
+// The entries of the history are numbered, so that a step to another view can be
+// taken back, in whichever direction it went.
+let place = history.state?.place ?? 0, isAsking = false, mayLeave = false;
+history.replaceState({ place }, "");
+
+async function moved() {
+  const there = history.state?.place ?? place + 1;
+  history.replaceState({ place: there }, "");
+  if (there === place) return; // a step that was taken back
+  if (losses().length && !mayLeave) {
+    const step = there - place;
+    history.go(-step);
+    if (isAsking) return;
+    isAsking = true;
+    mayLeave = await ask({ title: "Leave this view?", text: ["This would be lost:", ...losses()], cancel: "Stay", action: "Leave" });
+    isAsking = false;
+    if (mayLeave) history.go(step);
+    return;
+  }
+  mayLeave = false;
+  place = there;
+  show(true);
 }
 
 function openMenu(isOpen) {
@@ -64,17 +91,15 @@ function showDevice() {
   byId("device").append(" ", button("Reload the page", () => location.reload(), { class: "small" }));
 }
 
-byId("nav").append(el("ul", {}, ...links.map((link) => el("li", {}, link))));
-// The page that shows the API is there when it was built.
-fetch("reference/index.html", { method: "HEAD" }).then((answer) => answer.ok &&
-  byId("nav").firstChild.append(el("li", {}, el("a", { href: "reference/index.html" }, "API"))), () => {});
+const api = el("a", { href: "reference/index.html" }, "API");
+byId("nav").append(el("ul", {}, ...[...links, api].map((link) => el("li", {}, link))));
 byId("menu").addEventListener("click", () => openMenu(byId("menu").getAttribute("aria-expanded") === "false"));
 byId("skip").addEventListener("click", (event) => {
   event.preventDefault(); // the address belongs to the views
   byId("main").focus();
 });
 addEventListener("keydown", (event) => event.key === "Escape" && openMenu(false));
-addEventListener("hashchange", () => show(true));
+addEventListener("hashchange", moved);
 onConnection((texts) => setText(byId("trouble"), texts.join(" ")));
 watch(["general"], showDevice);
 show(false);

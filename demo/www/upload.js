@@ -2,16 +2,20 @@
 
 import { device } from "./device.js";
 import { button, el, setText } from "./dom.js";
+import { reason } from "./news.js";
+import { hold, release } from "./unsaved.js";
 
-// accepted is called with the device's result; returns the element.
-export function uploadForm({ label, path, parameter, submit, accepted }) {
+// confirm(file) asks whether to go on; accepted is called with the device's
+// result. Returns the element.
+export function uploadForm({ label, path, parameter, submit, confirm, accepted }) {
   const id = `file-${parameter}`;
   const file = el("input", { id, type: "file", required: true, "aria-describedby": `${id}-error` });
   const error = el("p", { id: `${id}-error`, class: "error" });
   const state = el("p", { class: "state", role: "status" });
   const progress = el("progress", { max: 1, value: 0, "aria-label": `Upload: ${label}` });
   const send = el("button", { type: "submit", class: "primary" }, submit);
-  const cancel = button("Cancel", () => running?.abort(new Error("The upload was cancelled.")), { hidden: true });
+  const stop = () => running?.abort(new Error("The upload was cancelled."));
+  const cancel = button("Cancel", stop, { hidden: true });
   progress.hidden = true;
   let running;
 
@@ -33,18 +37,22 @@ export function uploadForm({ label, path, parameter, submit, accepted }) {
     file.removeAttribute("aria-invalid");
     setText(state, "");
     if (!file.files.length) return fail("Choose a file first.");
+    const [chosen] = file.files;
+    if (confirm && !(await confirm(chosen))) return;
     running = new AbortController();
+    hold(file, `${chosen.name} is still being sent.`, stop);
     progress.hidden = cancel.hidden = false;
     show(0);
     try {
-      const [result = {}] = await device.upload(path, parameter, file.files[0], { onprogress: show, signal: running.signal });
+      const [result = {}] = await device.upload(path, parameter, chosen, { onprogress: show, signal: running.signal });
       setText(state, result.message || "The device has taken the file.");
       accepted?.(result);
     } catch (problem) {
       setText(state, "");
-      fail(problem.message);
+      fail(reason(problem));
     } finally {
       running = undefined;
+      release(file);
       progress.hidden = cancel.hidden = true;
     }
   }

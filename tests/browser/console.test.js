@@ -87,6 +87,13 @@ test("refused values are shown at their fields", async () => {
   assert.equal((await it.device.request("GET", "network"))[1].ip6ManualPrefix, 63);
 });
 
+test("a refused change of a stream is not taken for a missing one", async () => {
+  const page = await open("streams/1");
+  await field("Port").fill("0");
+  await button("Save").click();
+  await page.locator(".problems", { hasText: "The device refused this, and does not say why." }).waitFor();
+});
+
 test("the audio grid changes one cell and nothing else", async () => {
   const page = await open("outputs");
   const [before] = await it.device.request("GET", "decoder/audio");

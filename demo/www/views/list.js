@@ -7,7 +7,7 @@ import { button, card, el, setText } from "../dom.js";
 import { makeForm } from "../form.js";
 import { parameters } from "../kelto-client.js";
 import { attempt, say } from "../news.js";
-import { refresh, value } from "../poll.js";
+import { readAnew, refresh, value } from "../poll.js";
 
 const nameOf = (table, item) => item.name || `${table.what} ${item.id}`;
 
@@ -82,35 +82,54 @@ function listPage(table) {
   return { element, uses: table.uses, update };
 }
 
+// An entry was there a moment ago. Of one that isn't known, and of values that it
+// does not take, the device says the same.
+async function change(path, given) {
+  try {
+    await device.put(path, given);
+  } catch (error) {
+    if (error.status !== 404) throw error;
+    throw new Error("The device refused this, and does not say why. One of the values may be out of its range.");
+  }
+}
+
 function formPage(table, id) {
   const isNew = id === "new";
-  const back = () => { location.hash = `#/${table.address}`; };
   const find = () => value(table.resource)?.find((item) => item.id === id);
   const cancel = el("a", { class: "button", href: `#/${table.address}` }, "Back to the list");
+  const title = isNew ? `New ${table.what}` : `Edit ${table.what}`;
   const form = makeForm({
+    title,
     groups: table.groups,
     submit: isNew ? `Create the ${table.what}` : "Save",
     extra: [cancel],
+    read: isNew ? undefined : () => readAnew(table.resource),
     async save(given) {
-      await (isNew ? device.post(table.path, given) : device.put(`${table.path}/${id}`, given));
+      await (find() ? change(`${table.path}/${id}`, given) : device.post(table.path, given));
       await refresh(table.resource);
-      back();
+      return given;
+    },
+    saved() {
+      location.hash = `#/${table.address}`;
       // The way back clears what was said before.
       addEventListener("hashchange", () => say(`The ${table.what} is saved.`), { once: true });
     },
+    discarded: update,
   });
-  const missing = el("p", { class: "muted", hidden: true }, `This ${table.what} does not exist any more.`);
+  const missing = el("p", { class: "trouble", role: "status" });
   if (isNew) form.load(table.fresh);
-  const element = el("section", { class: "card", "aria-labelledby": "title" }, form.element, missing);
+  const element = el("section", { class: "card", "aria-labelledby": "title" }, missing, form.element);
+  // What somebody typed stays, also when the entry is gone.
   function update() {
     if (isNew || !value(table.resource)) return;
     const item = find();
-    form.element.hidden = !item;
-    missing.hidden = Boolean(item);
+    form.element.hidden = !item && !form.isChanged();
+    setText(missing, item ? "" : [`This ${table.what} does not exist any more.`,
+      form.element.hidden ? "" : "Saving makes a new one of what stands here."].join(" "));
     if (item) form.load(parameters(item));
   }
   form.element.hidden = !isNew;
-  return { element, uses: [table.resource], update, title: isNew ? `New ${table.what}` : `Edit ${table.what}` };
+  return { element, uses: [table.resource], update, title };
 }
 
 export const listView = (table) => (rest) => (rest ? formPage(table, rest) : listPage(table));
