@@ -6,6 +6,7 @@ import { bytesOf } from "./texts.js";
 const unset = -1; // of a number: nothing is set
 const integer = /^[+-]?\d+$/;
 const largest = 2 ** 31;
+const ownUnits = ["code", "units"]; // not defined by the interface
 const unprintable = /[\0-\x1f]+/g; // the device would make underscores of them
 
 let ids = 0;
@@ -176,4 +177,15 @@ export function makeControls(groups) {
       el("div", { class: "fields" }, ...blocksOf(fields, note)));
   });
   return { controls, elements };
+}
+
+// What is to be said once above such fields.
+export function noteOnMeaning(groups) {
+  const fields = groups.flatMap((group) => group.fields);
+  const own = ownUnits.filter((name) => fields.some(({ unit }) => unit === name)).map((name) => `“${name}”`);
+  const said = [
+    own.length && `What a number with ${own.join(" or ")} means is the device's own.`,
+    fields.some(({ kind }) => kind === "choice") && "The names in lists are the simulated device's: another device may mean something else by the same code.",
+  ].filter(Boolean);
+  return said.length ? el("p", { class: "hint meaning" }, said.join(" ")) : null;
 }

@@ -13,8 +13,9 @@ const address = (key, label) => text(key, label, 45, { hint: "IPv4 or IPv6" });
 const port = (key, label) => number(key, label, { hint: "1 to 65535" });
 const pid = (key, label) => number(key, label, { hint: "0 to 8191" });
 const milliseconds = (key, label) => number(key, label, { unit: "ms", hint: "0 to 60000" });
-const volume = (key, label) => number(key, label, { low: -100, hint: "−100 to 100" });
+const volume = (key, label) => number(key, label, { unit: "units", low: -100, hint: "−100 to 100" });
 const line = (key, label) => number(key, label, { hint: "0 to 1125" });
+const prefix = (key, label) => number(key, label, { unit: "bits", hint: "0 to 128" });
 const hour = (key, label) => number(key, label, { hint: "0 to 23" });
 
 export const protocols = ["UDP", "RTP", "Zixi", "SRT", "RTMP", "ASI"];
@@ -131,9 +132,9 @@ export const networkInterface = (index, name) => [{
     text("defaultGateway", "IPv4 gateway", 45),
     choice("ip6Type", "IPv6", assignment),
     text("ip6AutoAddress", "IPv6 address, automatic", 45),
-    number("ip6AutoPrefix", "Prefix, automatic", { hint: "0 to 128" }),
+    prefix("ip6AutoPrefix", "Prefix, automatic"),
     text("ip6ManualAddress", "IPv6 address, fixed", 45),
-    number("ip6ManualPrefix", "Prefix, fixed", { hint: "0 to 128" }),
+    prefix("ip6ManualPrefix", "Prefix, fixed"),
     text("hardwareAddress", "Hardware address", 254),
     flag("isManagementAccess", "Management access"),
     flag("isPrimaryDefaultGateway", "Primary default gateway"),
@@ -148,13 +149,15 @@ export const sap = [{ fields: [
 
 export const services = [{ fields: [flag("discovery", "Discovery on the network")] }];
 
-// A password starts empty and stays as it is when nothing is typed. The whole
-// answer with the banner has 5119 bytes.
+const password = (key, label, more = {}) => text(key, label, 254, { secret: true, blank: true, ...more });
+
+// A password starts empty and stays as it is when nothing is typed.
 export const security = [
   { fields: [text("hostname", "Host name", 254)] },
   { legend: "Password", fields: [
-    text("currentPassword", "Current password", 254, { secret: true, autocomplete: "current-password" }),
-    text("newPassword", "New password", 254, { secret: true, autocomplete: "new-password" }),
+    password("currentPassword", "Current password", { autocomplete: "current-password" }),
+    password("newPassword", "New password"),
+    password("newPasswordAgain", "New password, once more", { repeats: "newPassword" }),
   ] },
   { legend: "Notice", fields: [
     flag("isBannerEnabled", "Show a notice"),
@@ -168,7 +171,7 @@ export const datetime = [
   { legend: "Clock", fields: [
     flag("useNtp", "Set by NTP"),
     text("ntpServerAddress", "NTP server", 45),
-    number("ntpSyncPeriod", "NTP period", { hint: "1 to 604800" }),
+    number("ntpSyncPeriod", "NTP period", { unit: "units", hint: "1 to 604800" }),
     text("date", "New date", 254, { blank: true, hint: "2025-12-31; empty: as it is" }),
     text("time", "New time", 254, { blank: true, hint: "23:59:59; empty: as it is" }),
     text("timeZone", "Time zone", 254),

@@ -1,6 +1,7 @@
 // A view of a list whose entries are made, edited and deleted: "#/name" is the
 // list, "#/name/new" and "#/name/3" a form.
 
+import { noteOnMeaning } from "../controls.js";
 import { device } from "../device.js";
 import { ask } from "../dialog.js";
 import { button, card, el, setText } from "../dom.js";
@@ -98,6 +99,7 @@ function formPage(table, id) {
   const find = () => value(table.resource)?.find((item) => item.id === id);
   const cancel = el("a", { class: "button", href: `#/${table.address}` }, "Back to the list");
   const title = isNew ? `New ${table.what}` : `Edit ${table.what}`;
+  const meaning = noteOnMeaning(table.groups);
   const form = makeForm({
     title,
     groups: table.groups,
@@ -118,7 +120,7 @@ function formPage(table, id) {
   });
   const missing = el("p", { class: "trouble", role: "status" });
   if (isNew) form.load(table.fresh);
-  const element = el("section", { class: "card", "aria-labelledby": "title" }, missing, form.element);
+  const element = el("section", { class: "card", "aria-labelledby": "title" }, missing, meaning, form.element);
   // What somebody typed stays, also when the entry is gone.
   function update() {
     if (isNew || !value(table.resource)) return;

@@ -45,7 +45,7 @@ function interfacesCard() {
   }
   const element = card("Interfaces", rest, place);
   element.classList.add("broad");
-  return { element, uses: ["network"], update };
+  return { element, groups: fields.networkInterface(0), uses: ["network"], update };
 }
 
 function announcedCard() {

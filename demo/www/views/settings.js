@@ -1,5 +1,6 @@
 // Views that consist of forms, one for each record of settings.
 
+import { noteOnMeaning } from "../controls.js";
 import { device } from "../device.js";
 import { button, card, el } from "../dom.js";
 import * as fields from "../fields.js";
@@ -33,14 +34,15 @@ export function settingsForm({ title, path, groups, resource, pick, extra, look 
     form.element.hidden = !now;
     if (now) form.load(now);
   };
-  return { element, uses: [resource], update };
+  return { element, groups, uses: [resource], update };
 }
 
 export function formsView(makeParts) {
   return () => {
     const parts = makeParts();
+    const meaning = noteOnMeaning(parts.flatMap(({ groups = [] }) => groups));
     return {
-      element: el("div", { class: "cards" }, ...parts.map((part) => part.element)),
+      element: el("div", {}, meaning, el("div", { class: "cards" }, ...parts.map((part) => part.element))),
       uses: [...new Set(parts.flatMap((part) => part.uses))],
       update: () => parts.forEach((part) => part.update()),
     };
