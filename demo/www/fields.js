@@ -151,7 +151,12 @@ export const services = [{ fields: [flag("discovery", "Discovery on the network"
 
 const password = (key, label, more = {}) => text(key, label, 254, { secret: true, blank: true, ...more });
 
-// A password starts empty and stays as it is when nothing is typed.
+// The device's answer has room for a notice of so many bytes, whatever else
+// there is in it.
+export const longestNotice = 3968;
+
+// A password starts empty and stays as it is when nothing is typed. The
+// certificate's name is asked for when it could not be read.
 export const security = [
   { fields: [text("hostname", "Host name", 254)] },
   { legend: "Password", fields: [
@@ -161,7 +166,13 @@ export const security = [
   ] },
   { legend: "Notice", fields: [
     flag("isBannerEnabled", "Show a notice"),
-    text("bannerText", "Text", 4000, { lines: 4 }),
+    text("bannerText", "Text", longestNotice, {
+      lines: 4, counted: true,
+      hint: "A longer text could not be read back. < and > take 4 bytes each, \" and \\ take 2, letters with accents and other scripts 2 or more.",
+    }),
+  ] },
+  { legend: "Certificate", fields: [
+    text("certificateName", "Name of the certificate", 254, { hint: "The device sends it behind the notice, so it may be missing here. It is saved as it stands." }),
   ] },
 ];
 

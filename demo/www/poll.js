@@ -1,7 +1,7 @@
 // What is known of the device. Each round reads the counters of changes, and
 // then of what the page shows only the resources whose counters moved.
 
-import { getList, getOne } from "./device.js";
+import { getList, getOne, getWithNotice } from "./device.js";
 import { isNoAnswer } from "./news.js";
 
 const period = 2000;
@@ -28,10 +28,10 @@ const resources = {
   srt: live(getOne, "srtStats"),
   upgrade: live(getOne, "general/upgradeStatus"),
   freespace: live(getOne, "general/freespace", 30),
-  notice: live(getOne, "notice", 30),
+  notice: live(getWithNotice, "notice", 30),
   sap: live(getOne, "sap", 30),
   sapStreams: live(getList, "sap/stream", 10),
-  security: live(getOne, "security", 30),
+  security: live(getWithNotice, "security", 30),
   services: live(getOne, "services", 30),
 };
 

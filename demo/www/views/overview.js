@@ -6,6 +6,7 @@ import { inputs, protocols } from "../fields.js";
 import { attempt } from "../news.js";
 import { makePlot } from "../plot.js";
 import { refresh, value } from "../poll.js";
+import { cut } from "../texts.js";
 
 const named = (names, code) => names[code] ?? (code >= 0 ? `Code ${code}` : "");
 const yes = (flag, text) => (flag ? text : "");
@@ -70,7 +71,7 @@ const statistics = {
   zixi: ["Zixi", [
     ["Bitrate", (s) => amount(s.totalBitrate, "kbit/s")], ["Available", (s) => amount(s.availableBitrate, "kbit/s")],
     ["Round trip", (s) => amount(s.roundTimeTrip, "ms")], ["Jitter", (s) => amount(s.jitter, "ms")],
-    ["Latency", (s) => amount(s.latency, "ms")], ["Packet rate", (s) => amount(s.packetRate, "/s")],
+    ["Latency", (s) => amount(s.latency, "ms")], ["Packet rate", (s) => amount(s.packetRate)],
     ["Packet loss", (s) => amount(s.packetLoss)], ["Packets", (s) => amount(s.totalPackets)],
     ["Dropped", (s) => amount(s.droppedPackets)], ["Recovered", (s) => amount(s.recoveredPackets)],
     ["Not recovered", (s) => amount(s.nonRecoveredPackets)], ["Reconnections", (s) => amount(s.reconnections)],
@@ -136,9 +137,10 @@ function deviceCard() {
 function noticeBlock() {
   const element = el("p", { class: "notice", role: "note", hidden: true });
   const update = () => {
-    const { isBannerEnabled, bannerText } = value("notice") ?? {};
-    element.hidden = !isBannerEnabled || !bannerText;
-    setText(element, bannerText ?? "");
+    const notice = value("notice") ?? {};
+    element.hidden = !notice.isBannerEnabled || !notice.bannerText;
+    setText(element, notice.bannerText ?? "");
+    if (notice[cut]) setText(element, `${notice.bannerText} … (The rest is too long to be read. It can be replaced under System.)`);
   };
   return { element, update };
 }

@@ -7,10 +7,11 @@ import * as fields from "../fields.js";
 import { attempt } from "../news.js";
 import { refresh, value } from "../poll.js";
 import { uploadForm } from "../upload.js";
+import { accessCard } from "./access.js";
 import { formsView, settingsForm } from "./settings.js";
 
 function certificateCard() {
-  const current = facts([["In use", ({ certificateName }) => certificateName]]);
+  const current = facts([["In use", ({ certificateName }) => certificateName ?? "could not be read"]]);
   const toDefault = button("Use the default certificate", () => attempt(async () => {
     await device.put("security/certificate/default");
     await refresh("security");
@@ -86,7 +87,7 @@ function deviceCard() {
 export const system = formsView(() => [
   settingsForm({ title: "Date and time", path: "sysdatetime", groups: fields.datetime, resource: "datetime" }),
   certificateCard(),
-  settingsForm({ title: "Access and notice", path: "security", groups: fields.security, resource: "security" }),
+  accessCard(),
   softwareCard(),
   deviceCard(),
 ]);
