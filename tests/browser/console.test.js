@@ -209,6 +209,7 @@ test("a package is sent with progress, and installed by stages", async () => {
   const send = button("Upload and install");
   await field("Firmware package").setInputFiles(file("BAD"));
   await send.click();
+  await answer("Install");
   const seen = new Set();
   const bar = page.getByRole("progressbar", { name: "Upload: Firmware package" });
   await becomes(async () => {
@@ -218,6 +219,7 @@ test("a package is sent with progress, and installed by stages", async () => {
   assert.ok([...seen].some((value) => value > 0 && value < 1), `progress: ${[...seen]}`);
   await field("Firmware package").setInputFiles(file("NEW"));
   await send.click();
+  await answer("Install");
   await page.getByText("Installing decoder.bin.").waitFor({ timeout: 15000 });
   await page.locator(".stages .present").waitFor();
   await page.locator(".stages li", { hasText: "Finished" }).waitFor();

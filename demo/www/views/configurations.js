@@ -10,7 +10,10 @@ import { listView } from "./list.js";
 async function activate({ id, name }) {
   const sure = await ask({
     title: "Activate this configuration?",
-    text: `The settings of ${name || `configuration ${id}`} replace the present ones.`,
+    text: [
+      `The settings of ${name || `configuration ${id}`} replace the present ones, and what is being decoded may change.`,
+      "Network addresses may be among them: then the device is found at those afterwards.",
+    ],
     action: "Activate",
   });
   if (!sure) return;

@@ -6,23 +6,26 @@ import { button, card, el } from "../dom.js";
 import * as fields from "../fields.js";
 import { makeForm } from "../form.js";
 import { parameters } from "../kelto-client.js";
+import { mover } from "../moving.js";
 import { attempt } from "../news.js";
 import { readAnew, refresh, value } from "../poll.js";
 
 // resource: where the record is read, pick: which member of it, path: where it
-// goes. look(record): the parameters that the form holds.
-export function settingsForm({ title, path, groups, resource, pick, extra, look = parameters }) {
+// goes. look(record): the parameters that the form holds; wayOf: see moving.js.
+export function settingsForm({ title, path, groups, resource, pick, extra, look = parameters, wayOf = () => undefined }) {
   const current = () => {
     const data = value(resource);
     return data && look(pick ? data[pick] : data);
   };
+  const { confirm, send } = mover(wayOf, (given) => device.put(path, given));
   const form = makeForm({
     title,
     groups,
     extra,
     read: () => readAnew(resource),
-    async save(given) {
-      await device.put(path, given);
+    confirm,
+    async save(given, letGo) {
+      await send(given, letGo);
       await refresh(resource);
       return current();
     },

@@ -25,7 +25,18 @@ function certificateCard() {
   return { element, uses: ["security"], update: () => value("security") && current.update(value("security")) };
 }
 
-const states = ["No upgrade", "Going on", "Finished"];
+const states = ["No upgrade", "Going on", "Finished", "Failed"];
+const failed = 3;
+
+// What happens, as far as it is known of any device.
+const confirmInstall = ({ name, size }) => ask({
+  title: `Install ${name}?`,
+  text: [
+    `${name} (${amount(Math.ceil(size / 1024))} KiB) is sent to the device, which installs it at once. The software is now ${value("general")?.software ?? "not known"}.`,
+    "Decoding may be interrupted, and the device may start again by itself. Leave it switched on until the upgrade is finished.",
+  ],
+  action: "Install",
+});
 
 function softwareCard() {
   const list = facts([
@@ -47,6 +58,7 @@ function softwareCard() {
     status.hidden = upgrade.status === 0;
     progress.value = upgrade.percent;
     setText(state, `${states[upgrade.status] ?? `Code ${upgrade.status}`}, ${upgrade.percent} %`);
+    status.classList.toggle("failed", upgrade.status === failed);
     if (passed.children.length > stages.length) passed.replaceChildren();
     for (const stage of stages.slice(passed.children.length)) passed.append(el("li", {}, stage));
     [...passed.children].forEach((item, i) => item.classList.toggle("present", isOn && i === stages.length - 1));
@@ -60,7 +72,7 @@ function softwareCard() {
   const element = card("Software", list.element,
     uploadForm({
       label: "Firmware package", path: "general/firmwareUpgrade", parameter: "packageName", submit: "Upload and install",
-      accepted: () => refresh("upgrade"),
+      confirm: confirmInstall, accepted: () => refresh("upgrade"),
     }), status);
   return { element, uses: ["general", "freespace", "upgrade"], update };
 }
@@ -79,7 +91,10 @@ function deviceCard() {
       dangerous("Restart", "general/restart", "Restart the device?",
         "Decoding is interrupted until it runs again.", "The device restarts."),
       dangerous("Factory reset", "general/factoryReset", "Reset to factory settings?",
-        "All settings, streams and saved configurations are replaced by those it was delivered with.",
+        [
+          "All settings, streams and saved configurations are replaced by those that the device was delivered with, which cannot be undone.",
+          "The password and the network addresses may be among them: then the device is found at its first address, and this page may lose it.",
+        ],
         "The device is reset.")));
   return { element, uses: [], update() {} };
 }
