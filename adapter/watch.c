@@ -25,10 +25,10 @@ static handler_t on_event(void *context, int revents)
 
 static void set_timer(int64_t microseconds)
 {
-    /* 0 would stop it. */
-    const struct itimerspec in = {.it_value = {.tv_sec = (time_t)(microseconds / 1000000),
-                                               .tv_nsec = microseconds % 1000000 * 1000 + 1}};
-    timerfd_settime(timer, 0, &in, NULL);
+    const struct timespec in = {
+        .tv_sec = (time_t)(microseconds / 1000000),
+        .tv_nsec = (long)(microseconds % 1000000 * 1000) + 1 /* 0 would stop it */};
+    timerfd_settime(timer, 0, &(const struct itimerspec){.it_value = in}, NULL);
 }
 
 static int make_timer(void)

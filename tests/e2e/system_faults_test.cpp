@@ -158,7 +158,7 @@ const DiskFault disk_faults[] = {
 
 TEST_F(SystemFaults, OfDisks)
 {
-    begin();
+    ASSERT_NO_FATAL_FAILURE(begin());
     for (const DiskFault &fault : disk_faults) {
         SCOPED_TRACE(fault.name);
         const std::string aside = std::string(fault.place) + ".aside";
