@@ -257,13 +257,12 @@ void line_close()
 
 bool line_enter(module_request *m)
 {
-    const bool free = !line.running && !line.first;
-    if (free) {
-        if (!begin(m)) return false;
-    } else if (needs_of(m->con) == Needs::Nothing) {
+    if (needs_of(m->con) == Needs::Nothing) {
         run_hook(m);
-    } else {
+    } else if (line.running || line.first) {
         append(m);
+        return false;
+    } else if (!begin(m)) {
         return false;
     }
     m->stage = module_request::ANSWERED;

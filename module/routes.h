@@ -36,8 +36,9 @@ struct Action {
 };
 
 struct Route {
-    std::string_view path; /* exact, or a regular expression whose group 1 is the identifier */
-    const char *allow;     /* the "Allow" header of a 405 */
+    std::string_view
+        path;          /* exact, or a regular expression for those that end with an identifier */
+    const char *allow; /* the "Allow" header of a 405 */
     Action actions[3];
 };
 
