@@ -8,6 +8,7 @@
 #include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,16 +23,16 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/client.h"
+#include "bench/device.h"
 #include "bench/form.h"
 #include "bench/table.h"
-#include "tests/support/http.h"
 #include "tests/support/messages.h"
 #include "tests/support/process.h"
 #include "tests/support/web_server.h"
 
 namespace {
 
-constexpr const char *daemon_socket = "/tmp/sysmng_web_plugin.socket";
 constexpr const char *upload_directory = "/mnt/data/";
 
 void run_on(pid_t process, int processor)
@@ -54,72 +55,6 @@ int another_processor()
     return -1;
 }
 
-void send_all(int fd, const char *bytes, size_t length)
-{
-    while (length > 0) {
-        const ssize_t sent = send(fd, bytes, length, MSG_NOSIGNAL);
-        if (sent <= 0) throw std::runtime_error("a connection broke");
-        bytes += sent;
-        length -= static_cast<size_t>(sent);
-    }
-}
-
-/* ---- The web server's client ---- */
-
-/* One HTTP/1.1 connection that is kept alive, with no more work than that takes. */
-class Client {
-public:
-    explicit Client(int port) : fd(connect_to(port)), received(1024 * 1024) {}
-    ~Client() { close(fd); }
-    Client(const Client &) = delete;
-    Client &operator=(const Client &) = delete;
-
-    void send(const std::string &bytes) const { send_all(fd, bytes.data(), bytes.size()); }
-
-    /* Receives an answer. Returns the length of its body. */
-    size_t receive(int expected_status)
-    {
-        size_t length = 0;
-        char *headers_end = nullptr;
-        while (!headers_end) {
-            length += receive_more(length);
-            received[length] = '\0';
-            headers_end = strstr(received.data(), "\r\n\r\n");
-        }
-        const int status = atoi(strchr(received.data(), ' '));
-        if (status != expected_status) throw std::runtime_error(received.data());
-        const char *told = strcasestr(received.data(), "\r\nContent-Length: ");
-        const size_t body = told && told < headers_end ? strtoul(told + 18, nullptr, 10) : 0;
-        const size_t whole = static_cast<size_t>(headers_end - received.data()) + 4 + body;
-        while (length < whole) length += receive_more(length);
-        return body;
-    }
-
-    size_t exchange(const std::string &request, int expected_status)
-    {
-        send(request);
-        return receive(expected_status);
-    }
-
-private:
-    size_t receive_more(size_t at)
-    {
-        const ssize_t got = recv(fd, received.data() + at, received.size() - 1 - at, 0);
-        if (got <= 0) throw std::runtime_error("the server closed the connection");
-        return static_cast<size_t>(got);
-    }
-
-    int fd;
-    std::vector<char> received;
-};
-
-std::string http(const std::string &method, const std::string &path, const std::string &form = "")
-{
-    std::string request = method + " " + path + " HTTP/1.1\r\nHost: localhost\r\n";
-    if (!form.empty()) request += "Content-Length: " + std::to_string(form.size()) + "\r\n";
-    return request + "\r\n" + form;
-}
-
 /* ---- The bounds ---- */
 
 /* A connection to the daemon without the module. */
@@ -137,26 +72,30 @@ public:
     Daemon(const Daemon &) = delete;
     Daemon &operator=(const Daemon &) = delete;
 
-    /* Sends, waits, receives. Returns the reply's record. */
+    /* Sends, waits, receives a header and what it announces. Returns the reply's record. */
     std::string_view exchange(const std::string &request)
     {
         send_all(fd, request.data(), request.size());
-        size_t got = 0, whole = 0;
-        while (whole == 0 || got < whole) {
-            fd_set readable;
-            FD_ZERO(&readable);
-            FD_SET(fd, &readable);
-            select(fd + 1, &readable, nullptr, nullptr, nullptr);
-            const ssize_t n = recv(fd, received.data() + got, received.size() - got, 0);
-            if (n < 13) throw std::runtime_error("no message of the daemon");
-            got += static_cast<size_t>(n);
-            if (whole == 0) memcpy(&whole, received.data() + 4, 4);
-        }
-        constexpr size_t record_at = 13 + 12;
+        fd_set readable;
+        FD_ZERO(&readable);
+        FD_SET(fd, &readable);
+        select(fd + 1, &readable, nullptr, nullptr, nullptr);
+        constexpr size_t header = 13, record_at = header + 12;
+        receive(0, header);
+        uint32_t whole;
+        memcpy(&whole, received.data() + 4, sizeof(whole));
+        receive(header, whole);
         return {received.data() + record_at, whole - record_at};
     }
 
 private:
+    void receive(size_t from, size_t to)
+    {
+        const size_t size = to - from;
+        if (recv(fd, received.data() + from, size, MSG_WAITALL) != static_cast<ssize_t>(size))
+            throw std::runtime_error("no message of the daemon");
+    }
+
     int fd;
     std::vector<char> received;
 };
@@ -182,6 +121,66 @@ private:
     int fd;
 };
 
+/* A process in the server's place, between a client and the daemon: an exchange costs more there
+ * than in a loop, as the processor changes between three processes and each finds the caches full
+ * of what the others use. */
+class Relay {
+public:
+    /* What it does for a client: nothing, or write the lines and ask the daemon. */
+    enum Order : char { ANSWER, EXCHANGE };
+
+    Relay(const std::string &command, const std::vector<std::string> &lines, const Log &log)
+    {
+        int ends[2];
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0)
+            throw std::runtime_error("socketpair");
+        child = fork();
+        if (child == 0) {
+            close(ends[0]);
+            serve(ends[1], command, lines, log);
+        }
+        close(ends[1]);
+        fd = ends[0];
+    }
+    ~Relay()
+    {
+        close(fd);
+        waitpid(child, nullptr, 0);
+    }
+    Relay(const Relay &) = delete;
+    Relay &operator=(const Relay &) = delete;
+
+    void ask(Order order) const
+    {
+        char answer;
+        if (send(fd, &order, 1, MSG_NOSIGNAL) != 1 || recv(fd, &answer, 1, 0) != 1)
+            throw std::runtime_error("the relay failed");
+    }
+
+private:
+    [[noreturn]] static void serve(int client, const std::string &command,
+                                   const std::vector<std::string> &lines, const Log &log)
+    {
+        try {
+            Daemon daemon;
+            char order;
+            while (recv(client, &order, 1, 0) == 1) {
+                if (order == EXCHANGE) {
+                    for (const std::string &line : lines) log.write(line);
+                    daemon.exchange(command);
+                }
+                send_all(client, &order, 1);
+            }
+        } catch (const std::exception &error) {
+            fprintf(stderr, "bench: %s\n", error.what());
+        }
+        _exit(EXIT_SUCCESS);
+    }
+
+    int fd;
+    pid_t child;
+};
+
 /* ---- Measuring ---- */
 
 using Clock = std::chrono::steady_clock;
@@ -204,26 +203,33 @@ double picked(Pick pick, std::vector<double> values)
     return values[pick == Pick::SHORTEST ? 0 : values.size() / 2];
 }
 
-/* Measures the figure and its bounds in turn, in blocks of so many, and prints the figure next to
- * the sum of the bounds. `between` is done before each block. */
+/* A part of a bound; or, with -1, of such a part what does not belong to it. */
+struct Part {
+    Work work;
+    int sign = 1;
+};
+
+/* Measures the figure and the parts of its bound in turn, in blocks of so many, and prints the
+ * figure next to the bound. `between` is done before each block. */
 struct Measurement {
     Pick pick;
     int rounds, block;
     Work between;
 
     bool print(const std::string &what, double reach, const Work &figure,
-               const std::vector<Work> &bounds) const
+               const std::vector<Part> &parts) const
     {
-        std::vector<std::vector<double>> times(bounds.size() + 1);
+        std::vector<std::vector<double>> times(parts.size() + 1);
         for (int i = 0; i < rounds; ++i) {
             for (size_t k = 0; k < times.size(); ++k) {
                 if (between) between();
-                times[k].push_back(microseconds_of(k == 0 ? figure : bounds[k - 1], block));
+                times[k].push_back(microseconds_of(k == 0 ? figure : parts[k - 1].work, block));
             }
         }
-        double sum = 0;
-        for (size_t k = 1; k < times.size(); ++k) sum += picked(pick, times[k]);
-        return print_figure(what, picked(pick, times[0]), sum, {Goal::TIMES_THE_BOUND, reach});
+        double bound = 0;
+        for (size_t k = 1; k < times.size(); ++k)
+            bound += parts[k - 1].sign * picked(pick, times[k]);
+        return print_figure(what, picked(pick, times[0]), bound, {Goal::TIMES_THE_BOUND, reach});
     }
 };
 
@@ -231,15 +237,14 @@ struct Measurement {
 
 constexpr uint32_t stream_get = 1, stream_set = 3, changes_get = 59;
 
-/* A request and what it is compared with: the request for a static file, an exchange with the
- * daemon, and perhaps the lines that it makes the server log. */
+/* A request and what it is compared with: the request for a static file, and an exchange with the
+ * daemon and the lines in the log, as a relay does them. */
 struct Row {
     const char *what;
     double reach;
     std::string request;
     int status;
     std::string file, command;
-    bool with_log;
 };
 
 class Bench {
@@ -252,33 +257,13 @@ private:
     bool tail(const std::string &request, int processor);
     bool memory(const std::string &after, const Work &warm_up, const Work &work) const;
     long anonymous_memory() const;
-    std::string static_path(size_t size) const;
     std::vector<std::string> new_log_lines(Client &client, const std::string &request,
                                            int status) const;
 
-    struct Simulator : PrivateDirectory {
-        Process process{{SYSMNGD_SIM, "--fast", "--streams", "100"}, path + "/log"};
-        Simulator()
-        {
-            wait_until([] { return std::filesystem::exists(daemon_socket); });
-        }
-    } simulator;
-    WebServer server{WebServer::default_config() +
-                     "server.max-keep-alive-requests = 65000\n"
-                     "server.stat-cache-engine = \"disable\"\n" /* a file costs an open */
-                     "server.max-keep-alive-idle = 60\n"};
+    Device device;
+    const WebServer &server = device.server;
     Daemon daemon;
 };
-
-/* Makes a file of the size. Returns the path under which it is served: with the version in it, as
- * all pages have, and as the redirect names it. */
-std::string Bench::static_path(size_t size) const
-{
-    const std::string name = "/file-" + std::to_string(size);
-    write_file(server.root() + "/www" + name, std::string(size, 'x'));
-    const std::string location = HttpClient{server.port()}.get(name).header("location");
-    return location.substr(location.find("/v"));
-}
 
 /* What the request adds to the server's log: the command's lines one by one, and the debug lines
  * together. */
@@ -309,45 +294,12 @@ bool Bench::latency(const Row &row)
     Client client(server.port());
     const Work request = [&] { client.exchange(row.request, row.status); };
     const std::vector<std::string> lines = new_log_lines(client, row.request, row.status);
-    const Log log(server.root() + "/bench-log");
-    std::vector<Work> bounds = {[&] { client.exchange(row.file, 200); },
-                                [&] { daemon.exchange(row.command); }};
-    if (row.with_log) {
-        bounds.emplace_back([&] {
-            for (const std::string &line : lines) log.write(line);
-        });
-    }
-    return Measurement{Pick::SHORTEST, 301, 50, {}}.print(row.what, row.reach, request, bounds);
-}
-
-constexpr size_t piece_size = 1024 * 1024, pieces = 256;
-
-const std::string &random_piece()
-{
-    static const std::string made = [] {
-        std::string bytes(piece_size, '\0');
-        for (char &c : bytes) c = static_cast<char>(rand());
-        return bytes;
-    }();
-    return made;
-}
-
-/* Sends a body of 256 MiB, as a file or as something that the server stores and the module only
- * looks at. */
-void upload(Client &client, bool is_file)
-{
-    const std::string head =
-                          "--limit\r\nContent-Disposition: form-data; name=\"packageName\"; "
-                          "filename=\"package.bin\"\r\n\r\n",
-                      tail = "\r\n--limit--\r\n",
-                      type =
-                          is_file ? "multipart/form-data; boundary=limit" : "application/x-bytes";
-    const size_t length = head.size() + pieces * piece_size + tail.size();
-    client.send("POST /api/general/firmwareUpgrade HTTP/1.1\r\nHost: localhost\r\nContent-Type: " +
-                type + "\r\nContent-Length: " + std::to_string(length) + "\r\n\r\n" + head);
-    for (size_t i = 0; i < pieces; ++i) client.send(random_piece());
-    client.send(tail);
-    client.receive(is_file ? 200 : 400);
+    const Relay relay(row.command, lines, Log(server.root() + "/bench-log"));
+    return Measurement{Pick::SHORTEST, 301, 50, {}}.print(
+        row.what, row.reach, request,
+        {{[&] { client.exchange(row.file, 200); }},
+         {[&] { relay.ask(Relay::EXCHANGE); }},
+         {[&] { relay.ask(Relay::ANSWER); }, -1}});
 }
 
 /* Copies as many temporary files as the server makes. */
@@ -371,8 +323,8 @@ bool Bench::uploads()
     for (size_t i = 0; i < pieces; ++i) write_file(temporary + std::to_string(i), random_piece());
     const Measurement each = {Pick::MIDDLE, 11, 1, [&] { unlink(target.c_str()); }};
     const bool reached =
-        each.print("upload of 256 MiB", 1.2, [&] { upload(client, true); },
-                   {[&] { upload(client, false); }, [&] { copy_mapped(temporary, target); }});
+        each.print("upload of 256 MiB", 1.1, [&] { upload(client, true); },
+                   {{[&] { upload(client, false); }}, {[&] { copy_mapped(temporary, target); }}});
     for (size_t i = 0; i < pieces; ++i) unlink((temporary + std::to_string(i)).c_str());
     return reached;
 }
@@ -400,7 +352,7 @@ bool Bench::memory(const std::string &after, const Work &warm_up, const Work &wo
  * received in pieces while it is being sent, and nobody polls for it. */
 bool Bench::tail(const std::string &request, int processor)
 {
-    run_on(simulator.process.id(), processor);
+    run_on(device.simulator.process.id(), processor);
     Client client(server.port());
     std::vector<double> times;
     for (int i = 0; i < 6000; ++i) {
@@ -421,15 +373,14 @@ bool Bench::run(int another_processor)
     {
         /* The first ones ask for the version, too, and make the buffers grow. */
         Client client(server.port());
-        changes_file = http("GET", static_path(client.exchange(changes, 200)));
-        streams_file = http("GET", static_path(client.exchange(streams, 200)));
+        changes_file = http("GET", device.static_path(client.exchange(changes, 200)));
+        streams_file = http("GET", device.static_path(client.exchange(streams, 200)));
     }
     const Row rows[] = {
-        {"GET /api/changes", 1.0, changes, 200, changes_file, message(changes_get, ""), true},
-        {"GET /api/stream, 100 streams", 1.3, streams, 200, streams_file, message(stream_get, ""),
-         false},
-        {"PUT /api/stream/1, every field", 1.1, stream, 204, changes_file,
-         message(stream_set, record), true},
+        {"GET /api/changes", 1.15, changes, 200, changes_file, message(changes_get, "")},
+        {"GET /api/stream, 100 streams", 1.4, streams, 200, streams_file, message(stream_get, "")},
+        {"PUT /api/stream/1, every field", 1.4, stream, 204, changes_file,
+         message(stream_set, record)},
     };
     print_heading("Through the server", "us");
     bool reached = true;
