@@ -5,6 +5,7 @@
 #include <fuzzer/FuzzedDataProvider.h>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "module/routes.h"
@@ -37,6 +38,10 @@ public:
     /* Runs the hook and checks what all answers have in common. */
     handler_t run();
 };
+
+/* Whether the text is one JSON value. A record's texts may hold any bytes, and
+ * its floats be no numbers: control characters, "nan" and "inf" are let through. */
+bool is_json(std::string_view text);
 
 /* The command of a message that the daemon got. */
 uint32_t command_of(const std::string &bytes);

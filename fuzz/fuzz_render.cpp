@@ -1,0 +1,168 @@
+/* Every record as JSON, against a loop over its fields that is as simple as it
+ * can be.
+ * Input: the record's bytes, repeated to its size; from the input's end, which
+ * one, and the room for its object. */
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+
+#include "fuzz/support.h"
+#include "handlers/admin/records.h"
+#include "handlers/status/records.h"
+#include "handlers/stream_decoder/records.h"
+#include "reply/escape.h"
+#include "reply/render.h"
+
+namespace {
+
+using namespace records;
+
+const Record *const all_records[] = {&network_interface_record,
+                                     &sap_record,
+                                     &sap_stream_record,
+                                     &security_record,
+                                     &certificate_request_record,
+                                     &notice_record,
+                                     &sysdatetime_record,
+                                     &ports_record,
+                                     &leds_record,
+                                     &services_record,
+                                     &configuration_record,
+                                     &general_info_record,
+                                     &package_request_record,
+                                     &operation_result_record,
+                                     &upgrade_status_record,
+                                     &freespace_record,
+                                     &uptime_record,
+                                     &changes_record,
+                                     &zixi_stats_record,
+                                     &srt_stats_record,
+                                     &stream_record,
+                                     &decoder_video_record,
+                                     &decoder_audio_record,
+                                     &decoder_configuration_record,
+                                     &decoder_vbianc_record,
+                                     &decoder_talkback_record,
+                                     &decoder_summary_record,
+                                     &channel_record,
+                                     &channel_video_record,
+                                     &channel_audio_record,
+                                     &channel_info_record};
+
+std::string escaped(const std::string &field)
+{
+    std::string result;
+    for (const char c : field.substr(0, field.find('\0'))) {
+        std::string one(1, c);
+        if (c == '<') one = "&lt;";
+        if (c == '>') one = "&gt;";
+        if (c == '"' || c == '\\') one = std::string("\\") + c;
+        if (result.size() + one.size() >= field.size()) break;
+        result += one;
+    }
+    return result;
+}
+
+uint64_t number(const std::string &bytes)
+{
+    uint64_t value = 0;
+    for (size_t i = bytes.size(); i > 0; --i)
+        value = value << 8 | static_cast<uint8_t>(bytes[i - 1]);
+    return value;
+}
+
+std::string tenths(uint32_t bits)
+{
+    float value;
+    memcpy(&value, &bits, sizeof(value));
+    char text[64];
+    snprintf(text, sizeof(text), "%.1f", static_cast<double>(value));
+    return text;
+}
+
+std::string flags(const std::string &bytes)
+{
+    std::string all;
+    for (const char c : bytes) all += std::string(all.empty() ? "" : ",") + (c ? "true" : "false");
+    return "[ " + all + " ]";
+}
+
+std::string matrix(const std::string &bytes, size_t rows)
+{
+    std::string all;
+    const size_t columns = bytes.size() / rows;
+    for (size_t row = 0; row < rows; ++row)
+        all += (row > 0 ? "," : "") + flags(bytes.substr(row * columns, columns));
+    return "[ " + all + " ]";
+}
+
+std::string members(const Record &record, const std::string &bytes);
+
+std::string value(const Field &field, const std::string &bytes)
+{
+    switch (field.kind) {
+        case FieldKind::Id: return '"' + std::to_string(static_cast<int>(number(bytes))) + '"';
+        case FieldKind::Int32: return std::to_string(static_cast<int>(number(bytes)));
+        case FieldKind::Uint64: return std::to_string(number(bytes));
+        case FieldKind::Float32: return tenths(static_cast<uint32_t>(number(bytes)));
+        case FieldKind::Flag: return number(bytes) != 0 ? "true" : "false";
+        case FieldKind::Flags: return flags(bytes);
+        case FieldKind::Matrix: return matrix(bytes, field.rows);
+        case FieldKind::Text: return '"' + escaped(bytes) + '"';
+        default: return "{" + members(*field.record, bytes) + "}";
+    }
+}
+
+std::string members(const Record &record, const std::string &bytes)
+{
+    std::string all;
+    size_t at = 0;
+    for (uint32_t i = 0; i < record.count; ++i) {
+        const Field &field = record.fields[i];
+        const std::string own = bytes.substr(at, field.width);
+        at += field.width;
+        if (i > 0) all += ", ";
+        const bool flat = field.kind == FieldKind::Members;
+        const char *colon = field.kind == FieldKind::Object ? "\": " : "\" : ";
+        all += flat ? members(*field.record, own) : '"' + (field.key + (colon + value(field, own)));
+    }
+    return all;
+}
+
+/* In memory of its own, so that a byte beyond it is found. */
+std::string escaped_in_place(const std::string &field)
+{
+    const auto width = static_cast<uint32_t>(field.size());
+    const auto memory = std::make_unique<char[]>(width);
+    memcpy(memory.get(), field.data(), width);
+    escape_string(memory.get(), width);
+    return memory.get();
+}
+
+} // namespace
+
+void fuzz_one(FuzzedDataProvider &input)
+{
+    const Record &record = *input.PickValueInArray(all_records);
+    const auto room = input.ConsumeIntegralInRange<size_t>(0, LONGEST_OBJECT);
+    const std::string filling = input.ConsumeRemainingBytesAsString();
+    if (filling.empty()) return;
+    std::string bytes;
+    while (bytes.size() < record.size) bytes += filling;
+    bytes.resize(record.size);
+    const auto *memory = reinterpret_cast<const uint8_t *>(bytes.data());
+
+    const std::string expected = "{" + members(record, bytes) + "}";
+    const auto whole = std::make_unique<char[]>(record.longest);
+    require(std::string(whole.get(), put_object(whole.get(), record, memory)) == expected,
+            "an object is what the simple loop makes of the record");
+
+    const auto part = std::make_unique<char[]>(room + 1);
+    Text json = text_in(part.get(), room + 1);
+    append_object(json, record, memory);
+    require(std::string(part.get(), json.at) == expected.substr(0, room), "it is cut to the room");
+
+    require(escaped_in_place(filling) == escaped(filling), "a text is escaped in its place");
+    require(is_json(expected), "an object is JSON");
+}
