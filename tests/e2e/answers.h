@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -16,6 +17,17 @@ inline const std::vector<std::string> json_headers = {
     "content-type: text/json",
     "expires: -1",
 };
+
+/* What a server says that does not come up. */
+inline std::string refusal_to_start(const std::string &config = WebServer::default_config())
+{
+    try {
+        const WebServer server(config);
+        return "It came up.";
+    } catch (const std::runtime_error &error) {
+        return error.what();
+    }
+}
 
 /* A status alone. */
 inline void expect_empty(const Response &response, int status)

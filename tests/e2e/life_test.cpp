@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <thread>
 
 #include "tests/e2e/exchange.h"
 
@@ -15,47 +14,17 @@ TEST_F(Life, WorkersDoNotShareTheLink)
 {
     if (server_under_test().stock) GTEST_SKIP() << "left to the operator";
     /* A server with workers ends its whole process group. */
-    const auto start = [this](const std::string &workers) {
-        server.emplace(WebServer::default_config() + "server.max-worker = " + workers + "\n", true);
-        client.port = server->port();
-        client.get("/views/none");
+    const auto config = [](const std::string &workers) {
+        return WebServer::default_config() + "server.max-worker = " + workers + "\n";
     };
     for (const char *workers : {"0", "1"}) {
-        start(workers);
+        server.emplace(config(workers), true);
+        client.port = server->port();
         expect_good_exchange();
         EXPECT_EQ(server->stop(), 0);
     }
-    try {
-        start("2");
-        ADD_FAILURE() << "the server came up";
-    } catch (const std::runtime_error &error) {
-        EXPECT_NE(std::string(error.what()).find("needs server.max-worker = 0 or 1"),
-                  std::string::npos)
-            << error.what();
-    }
-}
-
-/* A log rotation, or the end of a CGI program, while a command waits. */
-TEST_F(Life, SignalsEndNoWait)
-{
-    const std::string leds = reply(36, 1, u32(1) + u32(2) + u32(3));
-    daemon.answer(36, {Step::pause(40), Step::send(leds.substr(0, 20)), Step::pause(40),
-                       Step::send(leds.substr(20))});
-    bool waiting = true;
-    std::thread sender([&] {
-        while (waiting) {
-            kill(server->process_id(), SIGHUP);
-            kill(server->process_id(), SIGCHLD);
-            usleep(1000);
-        }
-    });
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(client.get("/api/leds").body,
-                  "[ {\"ntp\" : 1, \"genlock\" : 2, \"talkback\" : 3} ]");
-    }
-    waiting = false;
-    sender.join();
-    expect_good_exchange();
+    const std::string said = refusal_to_start(config("2"));
+    EXPECT_NE(said.find("needs server.max-worker = 0 or 1"), std::string::npos) << said;
 }
 
 /* The server unloads the module and loads it again in the same process. What an unloaded module

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "tests/e2e/exchange.h"
+#include "tests/support/sockets.h"
 
 namespace {
 
@@ -194,18 +195,6 @@ TEST_F(Secure, NoSpellingOfThePathGetsAround)
     /* Links from elsewhere lead to the pages. */
     expect_status(200, "/vrel5/index.html", {"Sec-Fetch-Site: cross-site"}, "GET");
     expect_status(200, "/vrel5/index.html", {"Origin: https://other.example"}, "GET");
-}
-
-TEST_F(Secure, AForeignUploadIsNotStored)
-{
-    for (const std::vector<std::string> &headers :
-         {std::vector<std::string>{"Sec-Fetch-Site: cross-site"}, {"Origin: null"}}) {
-        const HttpClient browser = client("admin:right", headers);
-        const std::vector<Part> firmware = {{"packageName", "x", "image", 60000}};
-        EXPECT_EQ(browser.upload("/api/general/firmwareUpgrade", firmware).status, refused);
-    }
-    EXPECT_TRUE(daemon.take_requests().empty());
-    EXPECT_NE(access("/mnt/data/x", F_OK), 0);
 }
 
 TEST_F(Secure, EveryAnswerHasTheHeaders)

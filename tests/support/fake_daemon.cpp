@@ -1,12 +1,13 @@
 #include "tests/support/fake_daemon.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <stdexcept>
 #include <utility>
+
+#include "tests/support/sockets.h"
 
 namespace {
 
@@ -23,13 +24,9 @@ std::string receive(int fd, size_t count)
 
 int listen_at(const char *path)
 {
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    strncpy(address.sun_path, path, sizeof(address.sun_path) - 1);
     unlink(path);
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (bind(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) != 0 ||
-        listen(fd, 8) != 0) {
+    const int fd = unix_socket(SOCK_STREAM);
+    if (!bind_to(fd, path) || listen(fd, 8) != 0) {
         throw std::runtime_error(std::string(path) + ": " + strerror(errno));
     }
     return fd;

@@ -1,7 +1,7 @@
 #include "tests/support/http.h"
 
-#include <arpa/inet.h>
 #include <curl/curl.h>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -12,6 +12,8 @@
 #include <memory>
 #include <set>
 #include <stdexcept>
+
+#include "tests/support/sockets.h"
 
 namespace {
 
@@ -87,37 +89,21 @@ Response perform(const Curl &curl, const std::string &path)
     return response;
 }
 
-/* A body in pieces on its way. */
-struct Pieces {
+/* A body on its way: its pieces, with a pause before each. */
+struct Source {
     std::deque<std::string> left;
-    int pause_ms;
+    int pause_ms = 0;
 };
 
 size_t read_piece(char *to, size_t size, size_t count, void *from)
 {
-    Pieces &pieces = *static_cast<Pieces *>(from);
-    if (pieces.left.empty()) return 0;
-    usleep(static_cast<useconds_t>(pieces.pause_ms) * 1000);
-    std::string &piece = pieces.left.front();
+    Source &source = *static_cast<Source *>(from);
+    if (source.left.empty()) return 0;
+    usleep(static_cast<useconds_t>(source.pause_ms) * 1000);
+    std::string &piece = source.left.front();
     const size_t length = piece.copy(to, size * count);
     piece.erase(0, length);
-    if (piece.empty()) pieces.left.pop_front();
-    return length;
-}
-
-/* A part on its way. */
-struct Source {
-    const Part *part;
-    size_t sent = 0;
-};
-
-size_t read_content(char *to, size_t size, size_t count, void *from)
-{
-    Source &source = *static_cast<Source *>(from);
-    const std::string &content = source.part->content;
-    if (source.sent == content.size() * source.part->times) return 0;
-    const size_t length = content.copy(to, size * count, source.sent % content.size());
-    source.sent += length;
+    if (piece.empty()) source.left.pop_front();
     return length;
 }
 
@@ -161,7 +147,7 @@ Response HttpClient::send_slowly(const std::string &method, const std::string &p
                                  const std::string &content_type) const
 {
     Curl curl = new_request(*this, path);
-    Pieces body = {{pieces.begin(), pieces.end()}, pause_ms};
+    Source body = {{pieces.begin(), pieces.end()}, pause_ms};
     curl_off_t length = 0;
     for (const std::string &piece : pieces) length += static_cast<curl_off_t>(piece.size());
     add_headers(curl, {"Content-Type: " + content_type});
@@ -183,26 +169,14 @@ Response HttpClient::upload(const std::string &path, const std::vector<Part> &pa
     for (const Part &part : parts) {
         curl_mimepart *added = curl_mime_addpart(form.get());
         const auto length = static_cast<curl_off_t>(part.content.size() * part.times);
-        sources.push_back({&part});
+        sources.push_back({std::deque<std::string>(part.times, part.content)});
         curl_mime_name(added, part.name.c_str());
         if (!part.filename.empty()) curl_mime_filename(added, part.filename.c_str());
-        curl_mime_data_cb(added, length_is_told ? length : -1, read_content, nullptr, nullptr,
+        curl_mime_data_cb(added, length_is_told ? length : -1, read_piece, nullptr, nullptr,
                           &sources.back());
     }
     curl_easy_setopt(curl.get(), CURLOPT_MIMEPOST, form.get());
     return perform(curl, "POST " + path);
-}
-
-int connect_to(int port)
-{
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    if (connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof(address)) == 0) return fd;
-    close(fd);
-    return -1;
 }
 
 RawConnection::RawConnection(int port) : fd(connect_to(port)), input(fdopen(fd, "r"))

@@ -50,9 +50,6 @@ struct HttpClient {
                     bool length_is_told = true) const;
 };
 
-/* A socket connected to the port on this machine, or -1. */
-int connect_to(int port);
-
 /* One HTTP/1.1 connection. Throws std::runtime_error when the server does not accept it. */
 class RawConnection {
 public:

@@ -1,7 +1,5 @@
 #include "tests/support/web_server.h"
 
-#include <arpa/inet.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -10,7 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tests/support/http.h"
+#include "tests/support/sockets.h"
 
 namespace fs = std::filesystem;
 
@@ -95,19 +93,6 @@ std::string read_file(const std::string &path)
     std::ostringstream text;
     text << std::ifstream(path).rdbuf();
     return text.str();
-}
-
-int free_port()
-{
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address = {};
-    socklen_t length = sizeof(address);
-    sockaddr *const at = reinterpret_cast<sockaddr *>(&address);
-    address.sin_family = AF_INET;
-    const bool bound = bind(fd, at, length) == 0 && getsockname(fd, at, &length) == 0;
-    close(fd);
-    if (!bound) throw std::runtime_error("no free port");
-    return ntohs(address.sin_port);
 }
 
 std::string WebServer::default_config()

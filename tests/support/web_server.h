@@ -30,8 +30,6 @@ public:
 void write_file(const std::string &path, const std::string &text); /* and its directory */
 std::string read_file(const std::string &path);
 
-int free_port();
-
 class WebServer {
 public:
     /* Starts the server and waits until it accepts connections. In `config`, var.root is a
