@@ -1,63 +1,45 @@
 /* Walks every operation of docs/openapi.json on the running demo, and holds
- * each answer against it. */
+ * its answers against it. The other statuses: tests/second_opinion. */
 import assert from 'node:assert/strict';
 import { once } from 'node:events';
 import { connect } from 'node:net';
 import { after, before, test } from 'node:test';
 import Ajv from 'ajv/dist/2020.js';
-import { api, byId, examples, fileParameter, inOrder, operations, resolved, startDemo } from './demo.js';
+import { api, examples, fileParameter, inOrder, operations, resolved, startDemo } from './demo.js';
 
 const ajv = new Ajv({ strict: false, validateFormats: false });
 ajv.addSchema(api, 'api');
 
-const seen = new Set();
 let demo;
 
 before(async () => { demo = await startDemo(); });
 after(() => demo.stop());
 
-/* The two ways of a form. Names are sent as they are, brackets included. */
-const bodies = {
-    'multipart/form-data'(values) {
-        const body = new FormData();
-        for (const [name, value] of Object.entries(values)) {
-            if (value instanceof Blob) body.append(name, value, 'file.bin');
-            else body.append(name, value);
-        }
-        return { body };
-    },
-    'application/x-www-form-urlencoded': (values) => ({
-        headers: { 'Content-Type': 'application/x-www-form-urlencoded' },
-        body: Object.entries(values)
-            .map(([name, value]) => `${name}=${encodeURIComponent(value)}`).join('&'),
-    }),
-};
-
-/* Sends it the way the description says, by default the first
- * there, with the values of its examples. */
-function send(operation, { file = 'MZ a file', type, path = operation.path } = {}) {
-    let request;
-    if (operation.requestBody) {
-        const name = fileParameter(operation);
-        const values = name ? { [name]: new Blob([file]) } : examples(operation);
-        request = bodies[type ?? Object.keys(operation.requestBody.content)[0]](values);
+/* Sends it the way the description says, with the values of its examples. */
+function send(operation, file = 'MZ a file') {
+    const request = { method: operation.method.toUpperCase() };
+    const name = fileParameter(operation);
+    if (name) {
+        request.body = new FormData();
+        request.body.append(name, new Blob([file]), 'file.bin');
+    } else if (operation.requestBody) {
+        request.headers = { 'Content-Type': 'application/x-www-form-urlencoded' };
+        request.body = Object.entries(examples(operation))
+            .map(([key, value]) => `${key}=${encodeURIComponent(value)}`).join('&');
     }
-    return fetch(demo.url + path.replace('{id}', '1'),
-        { method: operation.method.toUpperCase(), ...request });
+    return fetch(demo.url + operation.path.replace('{id}', '1'), request);
 }
 
 /* The answer's status, after its headers and its body have passed. */
 async function check(operation, answer) {
     const name = `${operation.operationId}: ${answer.status}`;
     assert.ok(operation.responses[answer.status], `${name} is not described`);
-    seen.add(name);
     const described = resolved(operation.responses[answer.status]);
     const body = await answer.text();
     for (const [header, { schema }] of Object.entries(described.headers ?? {})) {
         assert.equal(answer.headers.get(header), schema.const, name);
     }
-    /* Of the answers that are described with a body only a 507 may lack it. */
-    if (!described.content || (body === '' && answer.status === 507)) {
+    if (!described.content) {
         assert.equal(body, '', name);
         return answer.status;
     }
@@ -65,10 +47,7 @@ async function check(operation, answer) {
     assert.ok(content, `${name} has another type`);
     const validate = ajv.compile(JSON.parse(
         JSON.stringify(content.schema).replaceAll('"#/', '"api#/')));
-    /* Only the list that is cut is no JSON. */
-    assert.notEqual(body, '', `${name} has no body`);
-    const value = content.schema.type === 'string' ? body : JSON.parse(body);
-    assert.ok(validate(value), `${name}: ${ajv.errorsText(validate.errors)}: ${body}`);
+    assert.ok(validate(JSON.parse(body)), `${name}: ${ajv.errorsText(validate.errors)}: ${body}`);
     return answer.status;
 }
 
@@ -81,74 +60,10 @@ test('every operation does what its examples say', async () => {
     }
 });
 
-for (const type of Object.keys(bodies)) {
-    test(`the values of a form are read back, sent as ${type}`, async () => {
-        const settings = operations.filter((o) => o.requestBody && o.method === 'put' &&
-            o.responses['400'] && o.path !== '/api/network');
-        for (const operation of settings) {
-            assert.equal((await send(operation, { type })).status, 204);
-            const read = operations.find((o) => o.path === operation.path && o.method === 'get');
-            const [record] = await (await send(read)).json();
-            for (const [name, value] of Object.entries(examples(operation))) {
-                if (name === 'time') continue; /* it runs on */
-                const at = name.split(/[[\]]+/).filter(Boolean).reduce((in_it, key) => in_it[key], record);
-                assert.equal(at, value, `${operation.operationId}: ${name}`);
-            }
-        }
-    });
-}
-
-/* A PUT goes by the id in its form. */
-test('an item that is not there is a 404', async () => {
-    for (const operation of operations.filter((o) => o.responses['404'] && o.method !== 'put')) {
-        const path = operation.path.replace('{id}', '999');
-        assert.equal(await check(operation, await send(operation, { path })), 404);
-    }
-});
-
-test('refused values are listed, or are a 404', async () => {
-    for (const operation of operations.filter((o) => o.requestBody && o['x-command'])) {
-        if (fileParameter(operation)) {
-            assert.equal(await check(operation, await send(operation, { file: 'BAD file' })), 400);
-            continue;
-        }
-        const is_item = operation.responses['404'];
-        for (const [complaints, status] of [[2, 400], [100, 507]]) {
-            await demo.fault(`refuse=${complaints}@${operation['x-command'].name}*1`);
-            assert.equal(await check(operation, await send(operation)), is_item ? 404 : status);
-        }
-    }
-});
-
-test('a daemon that fails is a 500, or a 404', async () => {
-    for (const operation of operations.filter((o) => o['x-command'])) {
-        await demo.fault(`bad-checksum@${operation['x-command'].name}*1`);
-        const expected = operation.responses['404'] ? 404 : 500;
-        assert.equal(await check(operation, await send(operation)), expected,
-            operation.operationId);
-    }
-});
-
-test('a daemon that is silent is a 408', async () => {
-    await demo.fault('silence@CMD_UPTIME_GET*1');
-    assert.equal(await check(byId('getUptime'), await send(byId('getUptime'))), 408);
-});
-
-test('another method is a 405', async () => {
-    for (const operation of operations) {
-        const method = 'patch';
-        assert.equal(await check(operation, await send({ ...operation, method })), 405);
-    }
-});
-
-/* A time-out takes half a minute, and one that has no room half of the memory. */
-test('no status is described that does not come', () => {
-    for (const operation of operations) {
-        for (const status of Object.keys(operation.responses)) {
-            if (['408', '507', 'default'].includes(status)) continue;
-            const name = `${operation.operationId}: ${status}`;
-            assert.ok(seen.has(name), name);
-        }
+test('refused values are listed', async () => {
+    for (const operation of operations.filter((o) => o.responses['400'] && o.requestBody)) {
+        if (!fileParameter(operation)) await demo.fault(`refuse=2@${operation['x-command'].name}*1`);
+        assert.equal(await check(operation, await send(operation, 'BAD file')), 400);
     }
 });
 
