@@ -57,20 +57,19 @@ protected:
     }
 };
 
-TEST_F(Bodies, CutAtEveryByte)
+TEST_F(Bodies, InPiecesAndChunks)
 {
     RawConnection connection(server->port());
-    const std::string request = put_head("/api/sap", form.size()) + form;
-    const size_t body_at = request.size() - form.size();
-    for (size_t cut = body_at - 1; cut <= request.size(); ++cut) {
-        SCOPED_TRACE(cut - body_at);
-        send_slowly(connection, {request.substr(0, cut), request.substr(cut)});
-        expect_written(connection.receive(), sap_set, form_record());
-    }
     std::vector<std::string> bytes;
-    for (const char c : request) bytes.push_back({c});
+    for (const char c : put_head("/api/sap", form.size()) + form) bytes.push_back({c});
     send_slowly(connection, bytes);
     expect_written(connection.receive(), sap_set, form_record());
+    for (const size_t cut : {1u, 22u, 30u, 60u}) {
+        SCOPED_TRACE(cut);
+        send_slowly(connection, {head("PUT", "/api/sap", "Transfer-Encoding: chunked\r\n"),
+                                 chunk(form.substr(0, cut)), chunk(form.substr(cut)), chunk("")});
+        expect_written(connection.receive(), sap_set, form_record());
+    }
 }
 
 /* A server that is set to stream bodies goes on before their end. */
@@ -105,17 +104,6 @@ TEST_F(Bodies, StreamedByTheServer)
             ASSERT_EQ(requests.size(), 1u);
             EXPECT_EQ(requests[0].payload, text_field(file, 4096));
         }
-    }
-}
-
-TEST_F(Bodies, Chunked)
-{
-    RawConnection connection(server->port());
-    for (const size_t cut : {1u, 22u, 30u, 60u}) {
-        SCOPED_TRACE(cut);
-        send_slowly(connection, {head("PUT", "/api/sap", "Transfer-Encoding: chunked\r\n"),
-                                 chunk(form.substr(0, cut)), chunk(form.substr(cut)), chunk("")});
-        expect_written(connection.receive(), sap_set, form_record());
     }
 }
 
