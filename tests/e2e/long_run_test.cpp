@@ -5,20 +5,7 @@ namespace {
 
 constexpr size_t requests_wanted = 200000;
 
-struct LongRun : public Device {
-    /* Sends all at once. */
-    static void exchange(RawConnection &connection, const std::vector<HttpRequest> &all)
-    {
-        std::string requests;
-        for (const HttpRequest &one : all) requests += one.request;
-        connection.send(requests);
-        for (const HttpRequest &one : all) {
-            const Response response = connection.receive();
-            ASSERT_EQ(response.status, one.status) << one.request;
-            ASSERT_NE(response.body.find(one.text), std::string::npos) << one.request;
-        }
-    }
-};
+using LongRun = Device;
 
 TEST_F(LongRun, TakesNoMoreThanItsFirstTenth)
 {
@@ -30,12 +17,8 @@ TEST_F(LongRun, TakesNoMoreThanItsFirstTenth)
         while (requests < until && !HasFailure()) {
             RawConnection staying(server->port());
             for (int round = 0; round < 5; ++round) exchange(staying, kept);
-            for (const HttpRequest &one : others) {
-                RawConnection connection(server->port());
-                exchange(connection, {one});
-            }
-            for (const size_t part : {100ul, 400ul, 70000ul})
-                RawConnection(server->port()).send(upload(100000).substr(0, part));
+            exchange_one_by_one(server->port(), others);
+            break_off_uploads(server->port());
             requests += 5 * kept.size() + others.size() + 3;
             uploads += 6;
             aborted += 3;

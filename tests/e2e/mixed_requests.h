@@ -3,6 +3,7 @@
 #pragma once
 
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -63,6 +64,40 @@ inline std::vector<HttpRequest> ending()
         {request("POST /api/login", "nobody reads this"), 200},
         {request("GET /api/ports", "", "Connection: close\r\n"), 200},
     };
+}
+
+/* Sends them all at once, or one after the other. Throws std::runtime_error where an answer does
+ * not come, or another one. */
+inline void exchange(RawConnection &connection, const std::vector<HttpRequest> &all,
+                     bool at_once = true)
+{
+    std::string requests;
+    for (const HttpRequest &one : all) requests += one.request;
+    if (at_once) connection.send(requests);
+    for (const auto &[asked, status, text] : all) {
+        if (!at_once) connection.send(asked);
+        const Response response = connection.receive();
+        const std::string what = asked.substr(0, asked.find(" HTTP")) + ": " +
+                                 std::to_string(response.status) + " " +
+                                 response.body.substr(0, 200);
+        if (response.status != status) throw std::runtime_error(what);
+        EXPECT_NE(response.body.find(text), std::string::npos) << what;
+    }
+}
+
+inline void exchange_one_by_one(int port, const std::vector<HttpRequest> &all)
+{
+    for (const HttpRequest &one : all) {
+        RawConnection connection(port);
+        exchange(connection, {one});
+    }
+}
+
+/* Three of them. */
+inline void break_off_uploads(int port)
+{
+    for (const size_t part : {100ul, 400ul, 70000ul})
+        RawConnection(port).send(upload(100000).substr(0, part));
 }
 
 inline size_t entries_below(const std::string &directory)

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 #include "tests/e2e/mixed_requests.h"
@@ -23,90 +22,59 @@ constexpr Seconds settling(6); /* in which a restart may cost a client its conne
 constexpr int minutes_of_a_life = 10;
 constexpr long growth_kib = 512, growth_per_restart_kib = 64;
 
-struct NoAnswer : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 class Soak : public Device {
 protected:
-    ~Soak() override { end(); }
+    ~Soak() override { stop_clients(); }
 
     void begin()
     {
         start({"--fast", "--streams", "20"}, "server.errorlog = var.root + \"/error.log\"\n");
     }
 
-    void end()
+    /* A thread for each. What goes wrong while nothing restarts is a failure. */
+    void start_clients()
     {
-        over = true;
-        for (std::thread &one : clients) one.join();
-        clients.clear();
-    }
-
-    void expect(const HttpRequest &asked, const Response &response)
-    {
-        const bool as_ever =
-            response.status == asked.status && response.body.find(asked.text) != std::string::npos;
-        if (!as_ever) {
-            const std::string what = asked.request.substr(0, asked.request.find(" HTTP")) + ": " +
-                                     std::to_string(response.status) + " " +
-                                     response.body.substr(0, 200);
-            if (response.status == asked.status) ADD_FAILURE() << what;
-            throw NoAnswer(what);
-        }
-        ++answers;
-    }
-
-    /* All at once, or one after the other. */
-    void ask(const std::vector<HttpRequest> &all, bool at_once)
-    {
-        RawConnection connection(server->port());
-        std::string requests;
-        for (const HttpRequest &one : all) requests += one.request;
-        if (at_once) connection.send(requests);
-        for (const HttpRequest &one : all) {
-            if (!at_once) connection.send(one.request);
-            expect(one, connection.receive());
-        }
-    }
-
-    void break_off_uploads()
-    {
-        for (const size_t part : {100ul, 400ul, 70000ul}) {
-            RawConnection(server->port()).send(upload(100000).substr(0, part));
-            ++broken_off;
-        }
-    }
-
-    /* A client that does this over and over. What goes wrong while nothing restarts is a failure.
-     */
-    void keep_doing(const std::function<void()> &turn)
-    {
-        const std::unique_ptr<std::mutex> &busy =
-            turns.emplace_back(std::make_unique<std::mutex>());
-        clients.emplace_back([this, turn, at_work = busy.get()] {
-            while (!over && !HasFailure()) {
-                {
-                    const std::lock_guard lock(*at_work);
+        over = false;
+        const std::function<size_t()> turns[] = {
+            [this] { return keep_connection(true); },
+            [this] { return keep_connection(false); },
+            [this] {
+                exchange_one_by_one(server->port(), ending());
+                return ending().size();
+            },
+            [this] {
+                break_off_uploads(server->port());
+                broken_off += 3;
+                return size_t(0);
+            },
+        };
+        for (const auto &turn : turns) {
+            clients.emplace_back([this, turn] {
+                for (; !over && !HasFailure(); usleep(2000)) {
                     const Clock::time_point begun = Clock::now();
                     try {
-                        turn();
+                        answers += turn();
                     } catch (const std::runtime_error &error) {
                         if (begun > calm_from.load()) ADD_FAILURE() << error.what();
                         ++lost;
                     }
                 }
-                usleep(2000);
-            }
-        });
+            });
+        }
     }
 
-    /* Between the turns of all clients. */
-    void while_nobody_asks(const std::function<void()> &action)
+    size_t keep_connection(bool at_once) const
     {
-        std::vector<std::unique_lock<std::mutex>> stopped;
-        for (const auto &turn : turns) stopped.emplace_back(*turn);
-        action();
+        RawConnection connection(server->port());
+        exchange(connection, kept, at_once);
+        return kept.size();
+    }
+
+    void stop_clients()
+    {
+        over = true;
+        for (std::thread &one : clients) one.join();
+        clients.clear();
     }
 
     void expect_trouble()
@@ -133,12 +101,12 @@ protected:
     /* The log of the server is empty then. */
     void restart_all()
     {
-        while_nobody_asks([this] {
-            server->stop();
-            EXPECT_EQ(simulator->stop(), 0) << simulator_log();
-            unlink((directory.path + "/log").c_str()); /* in which it says that it listens */
-            begin();
-        });
+        stop_clients();
+        server->stop();
+        EXPECT_EQ(simulator->stop(), 0) << simulator_log();
+        unlink((directory.path + "/log").c_str()); /* in which it says that it listens */
+        begin();
+        start_clients();
         ++lives;
     }
 
@@ -146,16 +114,16 @@ protected:
     Taken look_at_server()
     {
         Taken taken = {};
-        while_nobody_asks([&] {
-            wait_until([&] { return client.get("/api/leds").status == 200; });
-            int same = 0;
-            wait_until([&] {
-                const size_t before = taken.descriptors + taken.files;
-                taken = taken_by(*server);
-                same = taken.descriptors + taken.files == before ? same + 1 : 0;
-                return same == 20;
-            });
+        stop_clients();
+        wait_until([&] { return client.get("/api/leds").status == 200; });
+        int same = 0;
+        wait_until([&] {
+            const size_t before = taken.descriptors + taken.files;
+            taken = taken_by(*server);
+            same = taken.descriptors + taken.files == before ? same + 1 : 0;
+            return same == 20;
         });
+        start_clients();
         return taken;
     }
 
@@ -168,7 +136,6 @@ protected:
     }
 
     std::vector<std::thread> clients;
-    std::vector<std::unique_ptr<std::mutex>> turns; /* of each client; it holds one in its turn */
     std::atomic<bool> over = false;
     std::atomic<Clock::time_point> calm_from = Clock::now();
     std::atomic<size_t> answers = 0, broken_off = 0, lost = 0;
@@ -182,13 +149,7 @@ TEST_F(Soak, ADayInTheLife)
     const Clock::time_point begun = Clock::now();
     const Seconds length(3600 * std::stod(hours));
     begin();
-    turns.reserve(8);
-    keep_doing([this] { ask(kept, true); });
-    keep_doing([this] { ask(kept, false); });
-    keep_doing([this] {
-        for (const HttpRequest &one : ending()) ask({one}, true);
-    });
-    keep_doing([this] { break_off_uploads(); });
+    start_clients();
 
     Taken first = {};
     int in_this_life = 0;
@@ -214,7 +175,7 @@ TEST_F(Soak, ADayInTheLife)
         }
         sleep_until(minute);
     }
-    end();
+    stop_clients();
     printf(
         "%zu requests answered, %zu uploads broken off, %zu connections lost to %d graceful "
         "restarts, %d lives of server and daemon\n",
