@@ -201,16 +201,11 @@ TEST_F(Multipart, StoresNothingOutsideTheDirectory)
         {"../../etc/shadow", "shadow"},
         {"a/b\\c/d", "d"},
         {"a\0/../b"s, "a"},
-        {"...", "..."},
-        {".a", ".a"},
-        {"%", "%"},
-        {"a%2", "a%2"},
-        {"..%00", "..%00"},
-        {"a%5cb", "a%5cb"},
-        {"a\nb", "a\nb"},
     };
     for (const auto &[filename, name] : names)
         EXPECT_EQ(result_of(file("f", filename) + end), "|" + name + ":x|f=/mnt/data/" + name);
+    for (const std::string name : {"...", ".a", "%", "a%2", "..%00", "a%5cb", "a\nb"})
+        EXPECT_EQ(result_of(file("f", name) + end), "|" + name + ":x|f=/mnt/data/" + name);
     for (const std::string &filename : {"."s, "a/.."s, "dir\\"s, "dir/"s, "\\.."s, "\0a"s, "%2e"s,
                                         ".%2E"s, "..%2fa"s, "%2Fetc%2Fpasswd"s, "x/%2e%2e"s})
         EXPECT_EQ(result_of(file("f", filename) + field("g") + end), "|g=x");

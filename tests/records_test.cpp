@@ -249,23 +249,10 @@ TEST_F(Records, OfInterfacesEndAtThirtyFour)
 
 TEST_F(Records, ShowNumbersOfEveryLength)
 {
-    const std::pair<uint64_t, const char *> numbers[] = {
-        {0, "0"},
-        {9, "9"},
-        {10, "10"},
-        {99, "99"},
-        {100, "100"},
-        {9999, "9999"},
-        {10000, "10000"},
-        {10099, "10099"},
-        {1000000, "1000000"},
-        {2147483647, "2147483647"},
-        {4294967295, "4294967295"},
-        {4294967296, "4294967296"},
-        {10000000000, "10000000000"},
-        {18446744073709551615u, "18446744073709551615"},
-    };
-    for (const auto &[number, text] : numbers) {
+    for (const char *text :
+         {"0", "9", "10", "99", "100", "9999", "10000", "10099", "1000000", "2147483647",
+          "4294967295", "4294967296", "10000000000", "18446744073709551615"}) {
+        const uint64_t number = strtoull(text, nullptr, 10);
         const std::string low = u32(static_cast<uint32_t>(number));
         will_reply(61, 1,
                    low + text_field("", 20) + low + u32(static_cast<uint32_t>(number >> 32)) +
