@@ -4,7 +4,6 @@ import { spawn } from 'node:child_process';
 import { once } from 'node:events';
 import { readFileSync } from 'node:fs';
 import { createServer } from 'node:net';
-import { createInterface } from 'node:readline';
 
 export const api = JSON.parse(readFileSync('docs/openapi.json', 'utf8'));
 
@@ -12,8 +11,6 @@ export const operations = Object.entries(api.paths).flatMap(([path, item]) =>
     ['get', 'post', 'put', 'delete']
         .filter((method) => item[method])
         .map((method) => ({ path, method, ...item[method] })));
-
-export const byId = (id) => operations.find(({ operationId }) => operationId === id);
 
 /* What a reference refers to, or the thing itself. */
 export const resolved = ({ $ref, ...rest }) =>
@@ -49,27 +46,38 @@ async function freePort() {
     return String(port);
 }
 
-/* fault(text) makes the simulated daemon do something wrong. */
-export async function startDemo() {
+/* With `secure`, it has TLS and a login. `options` are the simulated daemon's. */
+export async function startDemo({ secure = false, options = [] } = {}) {
     const port = await freePort();
-    const demo = spawn('scripts/private-mounts', ['scripts/serve', port, '--control', '-'],
-        { stdio: ['pipe', 'pipe', 'ignore'] });
-    let isUp = false;
-    for await (const line of createInterface({ input: demo.stdout })) {
-        isUp = line.startsWith('Serving');
-        if (isUp) break;
+    const demo = spawn('scripts/private-mounts',
+        ['scripts/serve', ...(secure ? ['--secure'] : []), port, '--control', '-', ...options]);
+    let output = '';
+    for (const stream of [demo.stdout, demo.stderr]) stream.on('data', (data) => { output += data; });
+    const ended = once(demo, 'exit');
+    process.once('exit', () => demo.kill());
+    process.once('SIGTERM', () => process.exit(1));
+    while (!output.includes('Serving ')) {
+        const isOver = await Promise.race([ended, new Promise((resolve) => setTimeout(resolve, 50))]);
+        assert.ok(!isOver, `the demo does not start:\n${output}`);
     }
-    assert.ok(isUp, 'the demo does not start');
+    const url = `http${secure ? 's' : ''}://127.0.0.1:${port}`;
     return {
-        url: `http://127.0.0.1:${port}`,
+        url,
+        /* Makes the simulated daemon do something wrong. */
         fault(text) {
-            demo.stdout.resume(); /* Node 18 leaves it paused after the first lines */
             demo.stdin.write(`clear\nfault ${text}\n`);
-            return new Promise((resolve) => demo.stdout.once('data', resolve));
+            return once(demo.stdout, 'data');
+        },
+        async request(method, path, parameters) {
+            const body = Object.entries(parameters ?? {})
+                .map(([key, value]) => `${key}=${encodeURIComponent(value)}`).join('&');
+            const headers = { 'Content-Type': 'application/x-www-form-urlencoded' };
+            const response = await fetch(`${url}/api/${path}`, { method, headers, body: body || undefined });
+            return response.status === 204 ? [] : response.json();
         },
         async stop() {
             demo.kill();
-            if (demo.exitCode === null) await once(demo, 'exit');
+            await ended;
         },
     };
 }

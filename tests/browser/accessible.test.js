@@ -65,15 +65,18 @@ const states = {
 for (const [look, options] of Object.entries(looks)) {
   test(`nothing is against the rules ${look}`, async () => {
     const page = await open("overview", options);
+    const isSound = async (name) => {
+      assert.deepEqual(await violations(), [], name);
+      assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), name);
+    };
     for (const view of views) {
       await page.goto(`${it.device.url}/#/${view}`);
       await page.locator("#view :is(dd, td, input)").first().waitFor();
-      assert.deepEqual(await violations(), [], view);
+      await isSound(view);
     }
     for (const [name, reach] of Object.entries(states)) {
       await reach();
-      assert.deepEqual(await violations(), [], name);
-      assert.ok(await page.evaluate(() => document.documentElement.scrollWidth <= innerWidth), name);
+      await isSound(name);
     }
   });
 }

@@ -2,7 +2,6 @@
 
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { examples, fileParameter, inOrder } from "../api/demo.js";
 import { openConsole, startBrowser, startDevice } from "./support.js";
 
 let device, browser, page;
@@ -29,17 +28,6 @@ after(async () => {
 });
 
 const call = (method, ...values) => page.evaluate(([name, rest]) => globalThis.makeCall(name, rest), [method, values]);
-
-test("every operation is called from a page", async () => {
-  for (const operation of inOrder()) {
-    const path = operation.path.replace("/api/", "").replace("{id}", "1");
-    const parameter = fileParameter(operation);
-    const answer = await (parameter
-      ? page.evaluate(([to, name]) => globalThis.makeCall("upload", [to, name, new File(["MZ"], "a.bin")]), [path, parameter])
-      : call(operation.method, path, ...(operation.requestBody ? [examples(operation)] : [])));
-    assert.ok(Array.isArray(answer), `${operation.operationId}: ${answer.message}`);
-  }
-});
 
 test("a form and a file arrive as they are", async () => {
   const changes = { name: "A + B & C=D, 100% %41 <b> \"q\" \\ ü€", aesKey: "+ +" };

@@ -1,56 +1,12 @@
 // A device of its own for the tests, and a browser to look at it with.
 
-import { spawn } from "node:child_process";
-import { once } from "node:events";
-import { createServer } from "node:net";
-import { fileURLToPath } from "node:url";
 import { chromium } from "playwright-core";
+import { startDemo } from "../api/demo.js";
 
-const top = fileURLToPath(new URL("../..", import.meta.url));
+export const startDevice = (...options) => startDemo({ options });
 
-async function freePort() {
-  const server = createServer().listen(0, "127.0.0.1");
-  await once(server, "listening");
-  const { port } = server.address();
-  server.close();
-  await once(server, "close");
-  return String(port);
-}
-
-// Simulated daemon and server. `fault` makes the simulator do something wrong.
-export const startDevice = (...options) => start("http", [], options);
-
-// The same with TLS and a login.
-export const startSecureDevice = (...options) => start("https", ["--secure"], options);
-
-async function start(scheme, how, options) {
-  const port = await freePort();
-  const child = spawn("scripts/private-mounts", ["scripts/serve", ...how, port, "--control", "-", ...options], { cwd: top });
-  let output = "";
-  for (const stream of [child.stdout, child.stderr]) stream.on("data", (data) => { output += data; });
-  const ended = once(child, "exit");
-  process.once("exit", () => child.kill());
-  process.once("SIGTERM", () => process.exit(1));
-  while (!output.includes("Serving ")) {
-    const isOver = await Promise.race([ended, new Promise((resolve) => setTimeout(resolve, 50))]);
-    if (isOver) throw new Error(`the device does not start:\n${output}`);
-  }
-  const url = `${scheme}://127.0.0.1:${port}`;
-  return {
-    url,
-    fault: (fault) => child.stdin.write(`fault ${fault}\n`),
-    async request(method, path, parameters) {
-      const body = Object.entries(parameters ?? {}).map(([key, value]) => `${key}=${encodeURIComponent(value)}`).join("&");
-      const headers = { "Content-Type": "application/x-www-form-urlencoded" };
-      const response = await fetch(`${url}/api/${path}`, { method, headers, body: body || undefined });
-      return response.status === 204 ? [] : response.json();
-    },
-    async stop() {
-      child.kill("SIGTERM");
-      await ended;
-    },
-  };
-}
+// With TLS and a login.
+export const startSecureDevice = () => startDemo({ secure: true });
 
 export const startBrowser = () => chromium.launch({ executablePath: "/usr/bin/chromium", args: ["--no-sandbox"] });
 
