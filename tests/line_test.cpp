@@ -435,8 +435,9 @@ TEST_F(LineSequences, ShowNoAnswerToAnotherRequest)
         EXPECT_FALSE(watch.on);
         for (const auto &client : clients) {
             EXPECT_EQ(client->request, nullptr) << "has no answer";
+            if (!client->number) continue;
             (client->status == 200 ? answered : client->status ? failed : left) += 1;
-            if (client->status == 200 && client->number) expect_answer(*client);
+            if (client->status == 200) expect_answer(*client);
         }
         recover();
         EXPECT_TRUE(std::is_sorted(asked_for.begin(), asked_for.end())) << "out of order";
