@@ -7,7 +7,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "tests/support/http.h"
+#include "tests/support/sockets.h"
 
 void send_all(int fd, const char *bytes, size_t length)
 {

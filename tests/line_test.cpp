@@ -254,6 +254,35 @@ const struct {
     {"/api/logout", HTTP_METHOD_POST, 200}, {"/api/decoder", HTTP_METHOD_PUT, 0},
 };
 
+/* They do nothing to the one that waits. */
+TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
+{
+    for (const auto &route : resources::routes) {
+        for (const auto &action : route.actions) {
+            if (action.kind == resources::NONE) continue;
+            SCOPED_TRACE(std::string(route.path) + " " + std::to_string(action.method));
+            std::string answers[2];
+            for (std::string &answer : answers) {
+                clients.clear();
+                Client &client = come(route.path, 0, action.method, {{"name=x&id=3"}});
+                ASSERT_NE(client.request, nullptr);
+                for (const auto &[path, method, status] : quick_ones) {
+                    if (&answer == &answers[0]) break;
+                    const Client &quick = come(path, 0, method);
+                    EXPECT_EQ(quick.request, nullptr) << path;
+                    EXPECT_EQ(quick.status, status) << path;
+                }
+                const size_t size = action.kind == resources::SUBMIT ? 266 : route.size;
+                the_daemon.sends(reply(action.command, 1, std::string(size, 'r')));
+                turn_while_there_is_work();
+                EXPECT_EQ(client.request, nullptr);
+                answer = std::to_string(client.status) + client.body;
+            }
+            EXPECT_EQ(answers[0], answers[1]);
+        }
+    }
+}
+
 const std::string upload_head =
     "--b\r\nContent-Disposition: form-data; name=\"packageName\"; "
     "filename=\"up.bin\"\r\n\r\n";

@@ -179,9 +179,9 @@ std::string list_of_streams(uint32_t count)
 }
 
 /* In pieces of random lengths, some with a pause behind them. */
-Answer in_pieces(const std::string &bytes, size_t one_pause_in, size_t longest_pause_ms)
+Answer in_pieces(const std::string &bytes, std::minstd_rand &random, size_t one_pause_in,
+                 size_t longest_pause_ms)
 {
-    std::minstd_rand random(5);
     Answer answer;
     for (size_t at = 0, length; at < bytes.size(); at += length) {
         length = 1 + random() % 4000;
@@ -190,6 +190,23 @@ Answer in_pieces(const std::string &bytes, size_t one_pause_in, size_t longest_p
         answer.push_back({bytes.substr(at, length), static_cast<int>(pause_ms)});
     }
     return answer;
+}
+
+TEST_F(Faults, LongRunOfListsInPieces)
+{
+    constexpr int lists = 5000;
+    std::minstd_rand random(5);
+    const std::string bytes = list_of_streams(100);
+    daemon.answer(1, {Step::send(bytes)});
+    const std::string expected = client.get("/api/stream").body;
+    size_t pieces = 0;
+    for (int i = 0; i < lists; ++i) {
+        const Answer answer = in_pieces(bytes, random, 40, 2);
+        pieces += answer.size();
+        daemon.answer(1, answer);
+        ASSERT_TRUE(client.get("/api/stream").body == expected) << i;
+    }
+    printf("%d lists of 100 streams received in %zu pieces\n", lists, pieces);
 }
 
 /* 3.4 MB, many times what the socket's buffers hold. */
@@ -203,7 +220,9 @@ TEST_F(Faults, ReplyOfAnyLength)
         expected += "{\"id\" : \"" + std::to_string(id) + one.substr(12, one.size() - 14);
         expected += id < 2000 ? ",\n" : "\n]";
     }
-    const Answer ways[] = {{Step::send(bytes)}, in_pieces(bytes, 400, 200), in_pieces(bytes, 4, 1)};
+    std::minstd_rand random(5);
+    const Answer ways[] = {
+        {Step::send(bytes)}, in_pieces(bytes, random, 400, 200), in_pieces(bytes, random, 4, 1)};
     for (const Answer &way : ways) {
         daemon.answer(1, way);
         EXPECT_TRUE(client.get("/api/stream").body == expected) << way.size() << " steps";

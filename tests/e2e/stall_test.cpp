@@ -11,6 +11,8 @@
 
 namespace {
 
+constexpr uint32_t general_firmware_upgrade = 47;
+
 using Clock = std::chrono::steady_clock;
 
 int64_t ms_since(Clock::time_point begin)
@@ -183,6 +185,31 @@ TEST_F(Stall, EndsWithTheServer)
     EXPECT_EQ(in_line->receive().body, changes_text);
     EXPECT_TRUE(wait_until([&] { return client.get("/views/none").status == 404; }));
     expect_good_exchange();
+}
+
+/* The thread is given back between two pieces. */
+TEST_F(Stall, IsNotMadeByAnUpload)
+{
+    daemon.answer(general_firmware_upgrade,
+                  {Step::send(reply(general_firmware_upgrade, 1, std::string(266, '\0')))});
+    Response uploaded;
+    std::thread aside([&] {
+        uploaded = client.upload("/api/general/firmwareUpgrade",
+                                 {{"packageName", "p.bin", std::string(1 << 20, 'u'), 200}});
+    });
+    int64_t longest = 0;
+    int pages = 0;
+    for (; uploaded.status == 0 && pages < 100000; ++pages) {
+        const Clock::time_point asked = Clock::now();
+        EXPECT_EQ(page(), "a page");
+        longest = std::max(longest, ms_since(asked));
+    }
+    aside.join();
+    EXPECT_EQ(uploaded.status, 200);
+    EXPECT_EQ(unlink("/mnt/data/p.bin"), 0);
+    EXPECT_GT(pages, 100);
+    EXPECT_LT(longest, 1000);
+    unlink("/mnt/data/p.bin");
 }
 
 } // namespace

@@ -22,6 +22,26 @@ namespace fs = std::filesystem;
 /* The upload directory and the server's own. */
 constexpr size_t directories = 2;
 
+/* A limit of a running process, put back at the end. */
+class Limit {
+public:
+    Limit(pid_t of_process, __rlimit_resource of_resource, size_t soft)
+        : process(of_process), resource(of_resource)
+    {
+        prlimit(process, resource, nullptr, &before);
+        const rlimit lower = {soft, before.rlim_max};
+        EXPECT_EQ(prlimit(process, resource, &lower, nullptr), 0);
+    }
+    ~Limit() { prlimit(process, resource, &before, nullptr); }
+    Limit(const Limit &) = delete;
+    Limit &operator=(const Limit &) = delete;
+
+private:
+    const pid_t process;
+    const __rlimit_resource resource;
+    rlimit before = {};
+};
+
 class SystemFaults : public Device {
 protected:
     void begin(Texts options = {}, const std::string &config = "")
@@ -174,6 +194,21 @@ TEST_F(SystemFaults, AFullLogDisk)
     rmdir("/mnt/log");
 }
 
+TEST_F(SystemFaults, StandardErrorOnAPipeThatNobodyReads)
+{
+    const std::string fifo = directory.path + "/fifo";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const int pipe = open(fifo.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
+    begin({}, "server.errorlog = \"/dev/null\"\nserver.breakagelog = \"" + fifo + "\"\n");
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(client.put("/api/sap", "port=5004&x=" + std::string(8000, 'x')).status, 204);
+    }
+    expect_good_requests();
+    char byte;
+    EXPECT_EQ(read(pipe, &byte, 1), 1) << "nothing was written there";
+    close(pipe);
+}
+
 /* The server's clock of the day, moved by the file while it runs. */
 TEST_F(SystemFaults, ClockJumps)
 {
@@ -250,6 +285,60 @@ TEST_F(SystemFaults, SignalsInAStorm)
     }
     over = true;
     sender.join();
+}
+
+TEST_F(SystemFaults, NoDescriptorsLeft)
+{
+    begin();
+    {
+        size_t limit_number = 0;
+        for (int left = 2; left > 0; ++limit_number) { /* the connection has the first */
+            left -= fs::is_symlink(process() + "/fd/" + std::to_string(limit_number)) ? 0 : 1;
+        }
+        const Limit limit(server->process_id(), RLIMIT_NOFILE, limit_number - 1);
+        for (int i = 0; i < 3; ++i) {
+            const Response response = upload(300);
+            EXPECT_EQ(response.status, 400);
+            EXPECT_EQ(response.body, unreadable);
+            expect_good_requests();
+        }
+    }
+    expect_upload();
+}
+
+TEST_F(SystemFaults, NoAddressSpaceLeft)
+{
+    begin({"--streams", "5000"});
+    const std::string all = process() + "/statm";
+    {
+        const size_t pages = std::stoul(read_file(all));
+        const Limit limit(server->process_id(), RLIMIT_AS, pages * 4096 + 1024 * 1024);
+        for (int i = 0; i < 3; ++i) {
+            expect_failure(client.get("/api/stream"), 507);
+            expect_good_requests();
+            expect_upload();
+        }
+    }
+    const Response response = client.get("/api/stream");
+    EXPECT_EQ(response.status, 200);
+    expect_texts(response.body, {"'id' : '5000'"});
+}
+
+TEST_F(SystemFaults, AStoppedDaemonGoesOn)
+{
+    begin();
+    for (int i = 0; i < 5; ++i) {
+        kill(simulator->id(), SIGSTOP);
+        std::thread waker([this] {
+            usleep(300000);
+            kill(simulator->id(), SIGCONT);
+        });
+        std::vector<std::thread> others;
+        for (int j = 0; j < 3; ++j) others.emplace_back([this] { expect_good_requests(); });
+        expect_upload();
+        for (std::thread &other : others) other.join();
+        waker.join();
+    }
 }
 
 /* The link is made when the server starts: a server keeps its daemon, and a restarted one finds
