@@ -1,7 +1,6 @@
 #include "adapter/line.h"
 
-#include <sched.h>
-
+#include <algorithm>
 #include <ctime>
 
 #include "adapter/bridge.h"
@@ -15,9 +14,11 @@ namespace {
 
 constexpr int64_t second_us = 1000000;
 
-/* A daemon that is well answers within this time. Waiting so long on the spot
- * takes fewer system calls than coming back does, and holds up nobody. */
-constexpr int64_t quick_us = 250;
+/* A daemon that is well answers within this time, and is waited for on the spot,
+ * which takes fewer system calls than coming back. One that did not for the
+ * request before is not. For a shorter time the kernel would set the processor's
+ * timer; this one lies behind the next tick of most. */
+constexpr int64_t quick_us = 5000;
 
 /* The module needs some 10 KiB of it, most for a descriptor set. */
 constexpr size_t stack_bytes = 256 * 1024;
@@ -29,10 +30,11 @@ struct {
     module_request *running;
     module_request *first, *last;
     unsigned length;
-    bool knew_version;     /* so that everybody in line needs the daemon */
-    bool inside;           /* the thread is on the coroutine's stack */
-    int64_t quick_left_us; /* for which the running one may still wait on the spot */
-    bool may_be_ended;     /* it has sent no command yet */
+    bool knew_version;   /* so that everybody in line needs the daemon */
+    bool inside;         /* the thread is on the coroutine's stack */
+    int64_t waited_us;   /* the running one, for the daemon */
+    bool daemon_is_slow; /* as the one before saw it */
+    bool may_be_ended;   /* the running one has sent no command yet */
     bool closing;
     int64_t longest_wait_us;
 } line;
@@ -70,32 +72,21 @@ int readable_now(int fd)
     return select_readable(fd, &none);
 }
 
-/* Waits on the spot for what is left of the quick time. It asks again and
- * again, and lets the daemon run in between: so short a time-out of select would
- * cost more than the request, where setting the processor's timer is slow. */
-int wait_quickly(int fd, timeval *left)
+int wait_on_the_spot(int fd, timeval *left)
 {
-    const int64_t begin_us = now_us();
-    int64_t waited_us;
-    int ready;
-    do {
-        sched_yield();
-        ready = readable_now(fd);
-        waited_us = now_us() - begin_us;
-    } while (ready == 0 && waited_us < line.quick_left_us);
-    line.quick_left_us -= waited_us;
-    *left = time_left(microseconds(*left) - waited_us);
+    const int64_t all_us = microseconds(*left);
+    const int64_t most_us = std::min(all_us, quick_us - line.waited_us);
+    timeval quick = time_left(most_us);
+    const int ready = select_readable(fd, &quick);
+    const int64_t waited_us = most_us - microseconds(quick);
+    line.waited_us += waited_us;
+    *left = time_left(all_us - waited_us);
     return ready;
 }
 
-/* As select_readable, for the request that is running. */
-int wait_in_line(int fd, timeval *left)
+/* Blocks where the server can watch nothing. */
+int wait_beside_others(int fd, timeval *left)
 {
-    if (!line.inside) return select_readable(fd, left);
-    if (line.quick_left_us > 0) {
-        const int ready = wait_quickly(fd, left);
-        if (ready != 0) return ready;
-    }
     const int64_t until_us = now_us() + microseconds(*left);
     for (;;) {
         const int64_t left_us = until_us - now_us();
@@ -105,6 +96,20 @@ int wait_in_line(int fd, timeval *left)
         if (line.closing) return -1;
         if (const int ready = readable_now(fd)) return ready;
     }
+}
+
+/* As select_readable, for the request that is running. */
+int wait_in_line(int fd, timeval *left)
+{
+    if (!line.inside) return select_readable(fd, left);
+    if (!line.daemon_is_slow && line.waited_us < quick_us) {
+        const int ready = wait_on_the_spot(fd, left);
+        if (ready != 0) return ready;
+    }
+    const int64_t begin_us = now_us();
+    const int ready = wait_beside_others(fd, left);
+    line.waited_us += now_us() - begin_us;
+    return ready;
 }
 
 bool give_way_in_line()
@@ -208,7 +213,8 @@ bool begin(module_request *m)
 {
     m->stage = module_request::RUNNING;
     line.running = m;
-    line.quick_left_us = quick_us;
+    if (line.waited_us > 0) line.daemon_is_slow = line.waited_us >= quick_us;
+    line.waited_us = 0;
     return advance(true);
 }
 
