@@ -374,7 +374,7 @@ protected:
             case 3:
             case 4: come_for_nothing(); break;
             case 5:
-                if (some && some->request) leave(*some);
+                if (some && some->request) leave_in_doubt(*some);
                 break;
             case 6:
                 if (watch.on && random() % 4 == 0) let_time_out();
@@ -388,6 +388,13 @@ protected:
             default: answer_command(); break;
         }
         if (random() % 2) turn();
+    }
+
+    /* While late replies are about, it may take one, and leave its own to the next. */
+    void leave_in_doubt(Client &client)
+    {
+        if (!stray.empty()) stray.insert(static_cast<uint32_t>(client.number));
+        leave(client);
     }
 
     void come_for_nothing()
