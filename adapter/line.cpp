@@ -102,6 +102,7 @@ int wait_beside_others(int fd, timeval *left)
 int wait_in_line(int fd, timeval *left)
 {
     if (!line.inside) return select_readable(fd, left);
+    if (line.closing) return -1;
     if (!line.daemon_is_slow && line.waited_us < quick_us) {
         const int ready = wait_on_the_spot(fd, left);
         if (ready != 0) return ready;
@@ -115,7 +116,7 @@ int wait_in_line(int fd, timeval *left)
 bool give_way_in_line()
 {
     if (!line.inside) return true;
-    if (server_watch(-1, 0)) {
+    if (!line.closing && server_watch(-1, 0)) {
         line.may_be_ended = true;
         stop();
         line.may_be_ended = false;

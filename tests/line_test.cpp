@@ -64,6 +64,7 @@ protected:
     ~Line() override
     {
         module_cleanup(state);
+        EXPECT_EQ(module_get_statistics().requests_waiting, 0u) << "not ended";
         unlink("/mnt/data/up.bin");
         the_daemon.closes();
         the_daemon = {};
@@ -359,6 +360,19 @@ TEST_F(Line, EndsWithTheServer)
     leave(*clients[0]);
     EXPECT_EQ(text_of_uploads(), "");
     come(path_of(1), 1);
+    leave(*clients[1]);
+}
+
+/* One that waits for the rest of the reply before, and would then wait for its own. */
+TEST_F(Line, EndsWithTheServerWhereTwoWaitsAreAhead)
+{
+    come(path_of(1), 1);
+    the_daemon.sends(reply(39, 1, std::string(770, '\0')).substr(0, 100));
+    turn_while_there_is_work();
+    time_is_up();
+    EXPECT_EQ(clients[0]->status, 404);
+    come(path_of(2), 2);
+    EXPECT_EQ(commands.size(), 1u);
     leave(*clients[1]);
 }
 
