@@ -27,7 +27,7 @@ static void set_timer(int64_t microseconds)
 {
     const struct timespec in = {
         .tv_sec = (time_t)(microseconds / 1000000),
-        .tv_nsec = (long)(microseconds % 1000000 * 1000) + 1 /* 0 would stop it */};
+        .tv_nsec = (int32_t)(microseconds % 1000000) * 1000 + 1 /* 0 would stop it */};
     timerfd_settime(timer, 0, &(const struct itimerspec){.it_value = in}, NULL);
 }
 
