@@ -22,9 +22,10 @@
  * processor protects returns with. */
 struct Coroutine {
     ucontext_t inside, outside; /* where each side goes on */
-    Work *work;                 /* null: none is begun */
+    Work *work;
     void *argument;
-    char *mapping; /* the page that traps, and the stack */
+    bool under_way; /* between its begin and its end */
+    char *mapping;  /* the page that traps, and the stack */
     size_t page_bytes, stack_bytes;
     const void *outer_stack; /* the sanitizer's */
     size_t outer_bytes;
@@ -82,7 +83,7 @@ void run()
     arrive_inside(c);
     for (;;) {
         c->work(c->argument);
-        c->work = nullptr;
+        c->under_way = false;
         go_outside(c);
     }
 }
@@ -129,6 +130,7 @@ bool coroutine_begin(Coroutine *c, Work *work, void *argument)
 {
     c->work = work;
     c->argument = argument;
+    c->under_way = true;
     return coroutine_resume(c);
 }
 
@@ -136,7 +138,7 @@ bool coroutine_resume(Coroutine *c)
 {
     starting = c;
     go_inside(c);
-    return !c->work;
+    return !c->under_way;
 }
 
 void coroutine_stop(Coroutine *c)
