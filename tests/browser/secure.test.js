@@ -151,8 +151,10 @@ test("the pages stay open to links, and closed to frames", async () => {
   await complaint;
   assert.ok(!page.frames().some((frame) => frame.url().startsWith(device.url)));
   await page.evaluate((url) => { location.href = url; }, `${device.url}/`);
-  await page.getByRole("heading", { name: "Overview" }).waitFor();
-  await page.locator(".badge").first().waitFor();
+  // Chromium may leave a page that is reached from another site without a width.
+  const loaded = { state: "attached" };
+  await page.getByRole("heading", { name: "Overview" }).waitFor(loaded);
+  await page.locator(".badge").first().waitFor(loaded);
   await page.close();
 });
 
