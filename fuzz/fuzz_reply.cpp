@@ -32,8 +32,8 @@ void fuzz_one(FuzzedDataProvider &input)
     std::string filling = input.ConsumeRemainingBytesAsString();
     if (filling.empty()) filling.push_back('\0');
     if (action.method == HTTP_METHOD_UNSET) return;
-    std::string record;
-    while (record.size() < length) record += filling;
+    std::string record = filling;
+    while (record.size() < length) record += record;
     record.resize(length);
 
     Module module;
