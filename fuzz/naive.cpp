@@ -1,8 +1,7 @@
 #include "fuzz/naive.h"
 
-#include <strings.h>
-
 #include <algorithm>
+#include <cctype>
 #include <map>
 #include <set>
 
@@ -11,8 +10,9 @@ namespace {
 struct WithoutCase {
     bool operator()(const std::string &a, const std::string &b) const
     {
-        const int order = strncasecmp(a.data(), b.data(), std::min(a.size(), b.size()));
-        return order != 0 ? order < 0 : a.size() < b.size();
+        return std::lexicographical_compare(
+            a.begin(), a.end(), b.begin(), b.end(),
+            [](unsigned char c, unsigned char d) { return tolower(c) < tolower(d); });
     }
 };
 

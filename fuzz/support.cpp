@@ -155,6 +155,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     require(warmed_up, "an empty input is one, too");
     const int open_before = std::popcount(open_descriptors());
     fuzz_one(input);
+    server_log.clear();
+    debug_output.clear();
     require(std::popcount(open_descriptors()) == open_before, "every descriptor is closed");
     return 0;
 }
