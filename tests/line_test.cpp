@@ -96,9 +96,9 @@ TEST_F(Line, ForgetsClientsThatLeave)
 /* What a request needs is true of what its handler does. */
 TEST_F(Line, KnowsWhatEveryRouteNeeds)
 {
-    for (const auto &route : resources::routes) {
+    for (const auto &route : resources::all_routes()) {
         for (const auto &action : route.actions) {
-            SCOPED_TRACE(std::string(route.path) + " " + std::to_string(action.method));
+            SCOPED_TRACE(route.path + " " + std::to_string(action.method));
             commands.clear();
             clients.clear();
             const bool sends = action.kind != resources::NONE;
@@ -120,10 +120,10 @@ TEST_F(Line, KnowsWhatEveryRouteNeeds)
 /* They do nothing to the one that waits. */
 TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
 {
-    for (const auto &route : resources::routes) {
+    for (const auto &route : resources::all_routes()) {
         for (const auto &action : route.actions) {
             if (action.kind == resources::NONE) continue;
-            SCOPED_TRACE(std::string(route.path) + " " + std::to_string(action.method));
+            SCOPED_TRACE(route.path + " " + std::to_string(action.method));
             std::string answers[2];
             for (std::string &answer : answers) {
                 clients.clear();

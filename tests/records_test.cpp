@@ -1,9 +1,7 @@
 /* Every record, both ways where it travels both ways: a distinctive value in
  * each field, its bytes at their offset, and the text of the answer. */
 #include <cstdlib>
-#include <cstring>
 #include <map>
-#include <sstream>
 
 #include "tests/resources.h"
 #include "tests/support/module_test.h"
@@ -12,32 +10,9 @@ namespace {
 
 using namespace std::string_literals;
 
-struct Field {
-    size_t at;
-    std::string key, value;
-    char kind; /* of value: t b i u # */
-};
-using Fields = std::vector<Field>;
-
-/* From the notation of resources.h. */
-Fields fields_of(const std::string &text)
-{
-    Fields fields;
-    std::istringstream parts(text);
-    for (std::string part; std::getline(parts, part, ';');) {
-        Field field = {};
-        std::istringstream words(part);
-        if (!(words >> field.at >> field.key >> std::ws)) break;
-        std::getline(words, field.value);
-        const char first = field.value[0];
-        field.kind = first == '\'' ? 't' : first == 't' || first == 'f' ? 'b' : first;
-        if (strchr("tu#", field.kind)) field.value.erase(0, 1);
-        if (field.kind == 't') field.value.pop_back();
-        if (!strchr("tbu#", field.kind)) field.kind = 'i';
-        fields.push_back(field);
-    }
-    return fields;
-}
+using resources::Field;
+using resources::Fields;
+using resources::record;
 
 std::string value_bytes(const Field &field)
 {
@@ -131,26 +106,26 @@ const std::string channel_info_members =
 class Records : public ModuleTest {
 protected:
     /* A single answer ends with the reply buffer. */
-    void expect_read(const char *path, uint32_t command, const std::string &record,
+    void expect_read(const std::string &path, uint32_t command, const std::string &bytes,
                      const std::string &members)
     {
         for (const char *surplus : {"", "more"}) {
-            will_reply(command, 1, record + surplus);
+            will_reply(command, 1, bytes + surplus);
             EXPECT_EQ(get(path).body, ("[ {" + members + "} ]").substr(0, 5119));
             EXPECT_EQ(sent().type, command);
         }
     }
 
-    void expect_listed(const char *path, uint32_t command, const std::string &record,
+    void expect_listed(const std::string &path, uint32_t command, const std::string &bytes,
                        const std::string &members)
     {
-        will_reply(command, 1, record);
+        will_reply(command, 1, bytes);
         EXPECT_EQ(get(path).body, "[\n{" + members + "}\n]");
-        will_reply(command, 1, record + record);
+        will_reply(command, 1, bytes + bytes);
         EXPECT_EQ(get(path).body, "[\n{" + members + "},\n{" + members + "}\n]");
     }
 
-    void expect_written(http_method_t method, const char *path, uint32_t command,
+    void expect_written(http_method_t method, const std::string &path, uint32_t command,
                         const std::string &form, const std::string &record)
     {
         will_reply(command, 1, "");
@@ -169,9 +144,8 @@ struct Composite {
 
 std::map<std::string, Composite> composites()
 {
-    const Fields video = fields_of(resources::video), vbianc = fields_of(resources::vbianc);
-    const Fields configuration = fields_of(resources::configuration);
-    const Fields talkback = fields_of(resources::talkback);
+    const Fields video = record("video"), vbianc = record("vbianc");
+    const Fields configuration = record("configuration"), talkback = record("talkback");
     return {
         {"/api/decoder/audio", {audio_bytes, audio_members, audio_form, no_audio}},
         {"/api/channel/info", {channel_info_bytes, channel_info_members}},
@@ -187,12 +161,12 @@ std::map<std::string, Composite> composites()
 TEST_F(Records, AreReadAndWrittenFieldByField)
 {
     const std::map<std::string, Composite> others = composites();
-    for (const auto &[path, actions, size, text] : resources::routes) {
-        const Fields fields = fields_of(text), too_long = with_texts(size, fields, 0, 9000);
+    for (const auto &[path, actions, size, fields] : resources::all_routes()) {
+        const Fields too_long = with_texts(size, fields, 0, 9000);
         const Fields full = with_texts(size, fields, 0), cut = with_texts(size, fields, 1);
         for (const auto &[method, kind, command] : actions) {
             if (size == 0 || kind == resources::NONE || kind == resources::REMOVE) continue;
-            SCOPED_TRACE(path + std::string(" ") + std::to_string(command));
+            SCOPED_TRACE(path + " " + std::to_string(command));
             if (fields.empty()) {
                 ASSERT_TRUE(others.count(path)) << "its fields are not tested";
                 const auto &[bytes, members, form, absent] = others.at(path);
@@ -241,7 +215,7 @@ TEST_F(Records, OfInterfacesEndAtThirtyFour)
     std::string form, records;
     for (uint32_t i = 0; i <= 40; ++i) {
         form += "id[" + std::to_string(i) + "]=" + std::to_string(i) + "&";
-        const std::string absent = absent_bytes(481, fields_of(resources::interface)).substr(4);
+        const std::string absent = absent_bytes(481, record("interface")).substr(4);
         if (i < 34) records += u32(i) + absent;
     }
     expect_written(resources::PUT, "/api/network", 23, form, records);
