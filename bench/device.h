@@ -9,17 +9,20 @@
 
 constexpr const char *daemon_socket = "/tmp/sysmng_web_plugin.socket";
 
-struct Device {
-    struct Simulator : PrivateDirectory {
-        Process process{{SYSMNGD_SIM, "--fast", "--streams", "100"}, path + "/log"};
-        Simulator();
-    } simulator;
-    WebServer server{WebServer::default_config() +
-                     "server.max-keep-alive-requests = 65000\n"
-                     "server.stat-cache-engine = \"disable\"\n" /* a file costs an open */
-                     "server.max-keep-alive-idle = 60\n"};
+struct Simulator : PrivateDirectory {
+    Process process{{SYSMNGD_SIM, "--fast", "--streams", "100"}, path + "/log"};
+    Simulator();
+};
+
+struct Server : WebServer {
+    Server();
 
     /* Makes a file of the size. Returns the path under which it is served: with the version in it,
      * as all pages have, and as the redirect names it. */
     std::string static_path(size_t size) const;
+};
+
+struct Device {
+    Simulator simulator;
+    Server server;
 };

@@ -373,8 +373,8 @@ bool Bench::run(int another_processor)
     {
         /* The first ones ask for the version, too, and make the buffers grow. */
         Client client(server.port());
-        changes_file = http("GET", device.static_path(client.exchange(changes, 200)));
-        streams_file = http("GET", device.static_path(client.exchange(streams, 200)));
+        changes_file = http("GET", device.server.static_path(client.exchange(changes, 200)));
+        streams_file = http("GET", device.server.static_path(client.exchange(streams, 200)));
     }
     const Row rows[] = {
         {"GET /api/changes", 1.15, changes, 200, changes_file, message(changes_get, "")},
