@@ -3,7 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
+#include <algorithm>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -18,10 +19,9 @@ protected:
     void start(Texts options = {}, const std::string &more_config = "")
     {
         options.insert(options.begin(), SYSMNGD_SIM);
-        simulator = std::make_unique<Process>(options, directory.path + "/log");
+        simulator.emplace(options, directory.path + "/log");
         ASSERT_TRUE(wait_until([&] { return simulator_log().find("listening") < 100; }));
-        server =
-            std::make_unique<WebServer>("include \"" KELTO_DEMO "/lighttpd.conf\"\n" + more_config);
+        server.emplace("include \"" KELTO_DEMO "/lighttpd.conf\"\n" + more_config);
         client.port = server->port();
     }
 
@@ -43,23 +43,19 @@ protected:
     std::string get(const std::string &path) const { return client.get(path).body; }
 
     const PrivateDirectory directory;
-    std::unique_ptr<Process> simulator;
-    std::unique_ptr<WebServer> server;
+    std::optional<Process> simulator;
+    std::optional<WebServer> server;
     HttpClient client{0};
 };
 
 /* Expected texts have ' for ". */
 inline std::string quoted(std::string text)
 {
-    for (char &c : text) {
-        if (c == '\'') c = '"';
-    }
+    std::replace(text.begin(), text.end(), '\'', '"');
     return text;
 }
 
-inline void expect_texts(const std::string &body, const Texts &texts)
+inline void expect_text(const std::string &body, const std::string &text)
 {
-    for (const std::string &text : texts) {
-        EXPECT_NE(body.find(quoted(text)), std::string::npos) << text << "\nin " << body;
-    }
+    EXPECT_NE(body.find(quoted(text)), std::string::npos) << text << "\nin " << body;
 }

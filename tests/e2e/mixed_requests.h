@@ -66,11 +66,11 @@ inline std::vector<HttpRequest> ending()
     };
 }
 
-/* Sends them all at once, or one after the other. Throws std::runtime_error where an answer does
- * not come, or another one. */
-inline void exchange(RawConnection &connection, const std::vector<HttpRequest> &all,
-                     bool at_once = true)
+/* Sends them all at once, or one after the other. Returns their number; throws std::runtime_error
+ * where an answer does not come, or another one. */
+inline size_t exchange(int port, const std::vector<HttpRequest> &all, bool at_once = true)
 {
+    RawConnection connection(port);
     std::string requests;
     for (const HttpRequest &one : all) requests += one.request;
     if (at_once) connection.send(requests);
@@ -83,14 +83,13 @@ inline void exchange(RawConnection &connection, const std::vector<HttpRequest> &
         if (response.status != status) throw std::runtime_error(what);
         EXPECT_NE(response.body.find(text), std::string::npos) << what;
     }
+    return all.size();
 }
 
-inline void exchange_one_by_one(int port, const std::vector<HttpRequest> &all)
+inline size_t exchange_one_by_one(int port, const std::vector<HttpRequest> &all)
 {
-    for (const HttpRequest &one : all) {
-        RawConnection connection(port);
-        exchange(connection, {one});
-    }
+    for (const HttpRequest &one : all) exchange(port, {one});
+    return all.size();
 }
 
 /* Three of them. */
@@ -117,4 +116,18 @@ inline Taken taken_by(const WebServer &server)
     const std::string status = read_file(process + "/status");
     return {std::stol(status.substr(status.find("VmRSS:") + 6)), entries_below(process + "/fd"),
             entries_below("/mnt") + entries_below(server.root())};
+}
+
+/* What is taken when the clients are gone, which the server may see late. */
+inline Taken settled(const WebServer &server)
+{
+    Taken taken = {};
+    int same = 0;
+    wait_until([&] {
+        const Taken before = std::exchange(taken, taken_by(server));
+        const bool stays = before.descriptors == taken.descriptors && before.files == taken.files;
+        same = stays ? same + 1 : 0;
+        return same == 20;
+    });
+    return taken;
 }

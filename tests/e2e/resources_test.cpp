@@ -71,7 +71,7 @@ TEST_F(Resources, ChangesAreReadBackAndCounted)
         const int before = changes(counter);
         const int seen = ask(request).status;
         EXPECT_TRUE(seen == status || (seen == 0 && server_under_test().stock)) << seen;
-        expect_texts(get("/api/" + path), {text});
+        expect_text(get("/api/" + path), text);
         EXPECT_EQ(changes(counter) - before, counter.empty() ? 0 : 1);
         EXPECT_EQ(get("/api/changes") == all, counter.empty());
     }

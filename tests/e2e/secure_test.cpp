@@ -108,7 +108,9 @@ TEST_F(Secure, OnlyALoginReachesTheDaemon)
             EXPECT_NE(response.header("www-authenticate"), "");
         }
     }
-    EXPECT_EQ(reader.upload("/api/security/certificate", {{"f", "x", "pem", 30000}}).status, 401);
+    EXPECT_EQ(
+        reader.upload("/api/security/certificate", {{"f", "x", std::string(90000, 'x')}}).status,
+        401);
     EXPECT_TRUE(daemon.take_requests().empty());
     EXPECT_NE(access("/mnt/data/x", F_OK), 0);
 

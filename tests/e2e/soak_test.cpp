@@ -14,11 +14,11 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using Seconds = std::chrono::duration<double>;
+using std::chrono::seconds;
 
 /* Where one of these stands in the minute. */
-constexpr Seconds rotation(15), restart(30), look(55), minute(60);
-constexpr Seconds settling(6); /* in which a restart may cost a client its connection */
+constexpr seconds rotation(15), restart(30), look(55), minute(60);
+constexpr seconds settling(6); /* in which a restart may cost a client its connection */
 constexpr int minutes_of_a_life = 10;
 constexpr long growth_kib = 512, growth_per_restart_kib = 64;
 
@@ -31,43 +31,34 @@ protected:
         start({"--fast", "--streams", "20"}, "server.errorlog = var.root + \"/error.log\"\n");
     }
 
-    /* A thread for each. What goes wrong while nothing restarts is a failure. */
     void start_clients()
     {
         over = false;
-        const std::function<size_t()> turns[] = {
-            [this] { return keep_connection(true); },
-            [this] { return keep_connection(false); },
-            [this] {
-                exchange_one_by_one(server->port(), ending());
-                return ending().size();
-            },
-            [this] {
-                break_off_uploads(server->port());
-                broken_off += 3;
-                return size_t(0);
-            },
-        };
-        for (const auto &turn : turns) {
-            clients.emplace_back([this, turn] {
-                for (; !over && !HasFailure(); usleep(2000)) {
-                    const Clock::time_point begun = Clock::now();
-                    try {
-                        answers += turn();
-                    } catch (const std::runtime_error &error) {
-                        if (begun > calm_from.load()) ADD_FAILURE() << error.what();
-                        ++lost;
-                    }
-                }
-            });
-        }
+        const int port = server->port();
+        start_client([port] { return exchange(port, kept); });
+        start_client([port] { return exchange(port, kept, false); });
+        start_client([port] { return exchange_one_by_one(port, ending()); });
+        start_client([port, this] {
+            break_off_uploads(port);
+            broken_off += 3;
+            return 0;
+        });
     }
 
-    size_t keep_connection(bool at_once) const
+    /* What goes wrong while nothing restarts is a failure. */
+    void start_client(const std::function<size_t()> &take_turn)
     {
-        RawConnection connection(server->port());
-        exchange(connection, kept, at_once);
-        return kept.size();
+        clients.emplace_back([this, take_turn] {
+            for (; !over && !HasFailure(); usleep(2000)) {
+                const Clock::time_point begun = Clock::now();
+                try {
+                    answers += take_turn();
+                } catch (const std::runtime_error &error) {
+                    if (begun > calm_from.load()) ADD_FAILURE() << error.what();
+                    ++lost;
+                }
+            }
+        });
     }
 
     void stop_clients()
@@ -75,11 +66,6 @@ protected:
         over = true;
         for (std::thread &one : clients) one.join();
         clients.clear();
-    }
-
-    void expect_trouble()
-    {
-        calm_from = Clock::now() + std::chrono::duration_cast<Clock::duration>(settling);
     }
 
     void rotate_log() const
@@ -91,89 +77,57 @@ protected:
         unlink((log + ".1").c_str());
     }
 
-    void restart_gracefully()
-    {
-        expect_trouble();
-        kill(server->process_id(), SIGUSR1);
-        ++restarts;
-    }
-
     /* The log of the server is empty then. */
     void restart_all()
     {
-        stop_clients();
         server->stop();
         EXPECT_EQ(simulator->stop(), 0) << simulator_log();
         unlink((directory.path + "/log").c_str()); /* in which it says that it listens */
         begin();
-        start_clients();
-        ++lives;
-    }
-
-    /* What is taken when the clients have gone. */
-    Taken look_at_server()
-    {
-        Taken taken = {};
-        stop_clients();
-        wait_until([&] { return client.get("/api/leds").status == 200; });
-        int same = 0;
-        wait_until([&] {
-            const size_t before = taken.descriptors + taken.files;
-            taken = taken_by(*server);
-            same = taken.descriptors + taken.files == before ? same + 1 : 0;
-            return same == 20;
-        });
-        start_clients();
-        return taken;
-    }
-
-    void expect_level(const Taken &first, const Taken &now, int restarts_since)
-    {
-        EXPECT_LE(now.memory_kib,
-                  first.memory_kib + growth_kib + restarts_since * growth_per_restart_kib);
-        EXPECT_EQ(now.descriptors, first.descriptors);
-        EXPECT_EQ(now.files, first.files);
     }
 
     std::vector<std::thread> clients;
     std::atomic<bool> over = false;
     std::atomic<Clock::time_point> calm_from = Clock::now();
     std::atomic<size_t> answers = 0, broken_off = 0, lost = 0;
-    int restarts = 0, lives = 1;
 };
 
 TEST_F(Soak, ADayInTheLife)
 {
     const char *hours = getenv("KELTO_SOAK_HOURS");
     if (!hours) GTEST_SKIP() << "./test --soak HOURS runs this";
-    const Clock::time_point begun = Clock::now();
-    const Seconds length(3600 * std::stod(hours));
     begin();
     start_clients();
-
     Taken first = {};
-    int in_this_life = 0;
-    for (int i = 0; Clock::now() - begun < length && !HasFailure(); ++i) {
-        const auto sleep_until = [&, now = begun + i * minute](Seconds in_minute) {
-            std::this_thread::sleep_until(now + in_minute);
-        };
-        sleep_until(rotation);
+    int restarts = 0, lives = 1, in_this_life = 0;
+    Clock::time_point begun = Clock::now();
+    for (int i = 0; i < 60 * std::stod(hours) && !HasFailure(); ++i, begun += minute) {
+        std::this_thread::sleep_until(begun + rotation);
         rotate_log();
-        sleep_until(restart);
-        restart_gracefully();
+        std::this_thread::sleep_until(begun + restart);
+        calm_from = Clock::now() + settling;
+        kill(server->process_id(), SIGUSR1);
+        ++restarts;
         ++in_this_life;
-        sleep_until(look);
-        const Taken now = look_at_server();
+        std::this_thread::sleep_until(begun + look);
+        stop_clients();
+        wait_until([&] { return client.get("/api/leds").status == 200; });
+        const Taken now = settled(*server);
         printf("%3d min: %zu answers, %ld KiB, %zu descriptors, %zu files\n", i + 1, answers.load(),
                now.memory_kib, now.descriptors, now.files);
         fflush(stdout);
         if (in_this_life == 1) first = now;
-        expect_level(first, now, in_this_life);
+        EXPECT_LE(now.memory_kib,
+                  first.memory_kib + growth_kib + in_this_life * growth_per_restart_kib);
+        EXPECT_EQ(now.descriptors, first.descriptors);
+        EXPECT_EQ(now.files, first.files);
         if (i == 1 || in_this_life == minutes_of_a_life) {
             restart_all();
             in_this_life = 0;
+            ++lives;
         }
-        sleep_until(minute);
+        start_clients();
+        std::this_thread::sleep_until(begun + minute);
     }
     stop_clients();
     printf(

@@ -10,8 +10,8 @@
 #include <atomic>
 #include <cstring>
 #include <filesystem>
+#include <memory>
 #include <thread>
-#include <utility>
 
 #include "tests/e2e/mixed_requests.h"
 
@@ -22,47 +22,22 @@ namespace fs = std::filesystem;
 /* The upload directory and the server's own. */
 constexpr size_t directories = 2;
 
-/* A limit of a running process, put back at the end. */
-class Limit {
-public:
-    Limit(pid_t of_process, __rlimit_resource of_resource, size_t soft)
-        : process(of_process), resource(of_resource)
-    {
-        prlimit(process, resource, nullptr, &before);
-        const rlimit lower = {soft, before.rlim_max};
-        EXPECT_EQ(prlimit(process, resource, &lower, nullptr), 0);
-    }
-    ~Limit() { prlimit(process, resource, &before, nullptr); }
-    Limit(const Limit &) = delete;
-    Limit &operator=(const Limit &) = delete;
-
-private:
-    const pid_t process;
-    const __rlimit_resource resource;
-    rlimit before = {};
-};
-
 class SystemFaults : public Device {
 protected:
     void begin(Texts options = {}, const std::string &config = "")
     {
-        ASSERT_EQ(entries_below("/mnt"), directories) << "this needs a /mnt of its own";
         options.insert(options.end(), slow_leds.begin(), slow_leds.end());
         start(options, config);
         count_descriptors();
     }
 
-    /* Those that are open when the clients are gone, which the server may see late; and when the
-     * module has once waited for the daemon. */
+    /* When the module has once waited for the daemon. */
     void count_descriptors()
     {
+        ASSERT_EQ(entries_below("/mnt"), directories) << "this needs a /mnt of its own";
         expect_good_requests();
         EXPECT_EQ(client.get("/api/leds").status, 200);
-        int same = 0;
-        wait_until([&] {
-            same = std::exchange(idle, descriptors()) == idle ? same + 1 : 0;
-            return same == 20;
-        });
+        idle = settled(*server).descriptors;
     }
 
     void TearDown() override
@@ -74,15 +49,6 @@ protected:
     std::string process() const { return "/proc/" + std::to_string(server->process_id()); }
     size_t descriptors() const { return entries_below(process() + "/fd"); }
 
-    std::string open_files() const
-    {
-        std::string names;
-        for (const auto &entry : fs::directory_iterator(process() + "/fd")) {
-            names += fs::read_symlink(entry).string() + '\n';
-        }
-        return names;
-    }
-
     /* The server may close and remove after it has answered, and after a clock jump it restarts
      * itself within five seconds: the module then has to wait once more. */
     void expect_nothing_left()
@@ -92,29 +58,40 @@ protected:
             client.get("/api/leds");
             return false;
         });
-        EXPECT_EQ(descriptors(), idle) << open_files();
+        EXPECT_EQ(descriptors(), idle);
         EXPECT_EQ(entries_below("/mnt"), directories);
     }
 
-    Response upload(size_t size) const
+    /* Puts a limit on the server. Returns the one before. */
+    rlim_t limit(__rlimit_resource resource, rlim_t soft) const
     {
-        const std::string content(size, 'x');
-        return client.upload("/api/security/certificate", {{"certificateName", "x.pem", content}});
+        rlimit now = {};
+        EXPECT_EQ(prlimit(server->process_id(), resource, nullptr, &now), 0);
+        const rlimit lower = {soft, now.rlim_max};
+        EXPECT_EQ(prlimit(server->process_id(), resource, &lower, nullptr), 0);
+        return now.rlim_cur;
     }
 
-    void expect_upload()
+    void expect_upload(size_t size, int status, const std::string &body = "")
     {
-        const Response response = upload(100000);
-        EXPECT_EQ(response.status, 200);
-        EXPECT_EQ(response.body,
-                  "[ {\"status\" : \"OK\", \"message\" : \"x.pem is the certificate now.\"} ]");
+        const std::string content(size, 'x');
+        const Response response =
+            client.upload("/api/security/certificate", {{"certificateName", "x.pem", content}});
+        EXPECT_EQ(response.status, status);
+        EXPECT_TRUE(body.empty() || response.body == body) << response.body;
+    }
+
+    void expect_good_upload()
+    {
+        expect_upload(100000, 200,
+                      "[ {\"status\" : \"OK\", \"message\" : \"x.pem is the certificate now.\"} ]");
         EXPECT_EQ(unlink("/mnt/data/x.pem"), 0);
     }
 
     void expect_good_requests()
     {
         EXPECT_EQ(ask("PUT /api/sap port=5004").status, 204);
-        expect_texts(get("/api/sap"), {"'port' : 5004"});
+        expect_text(get("/api/sap"), "'port' : 5004");
         EXPECT_EQ(client.get("/index.html").status, 307);
     }
 
@@ -126,72 +103,66 @@ const std::string unreadable =
     "[ {\"status\" : \"ERROR\", \"message\" : "
     "\"The file /mnt/data/x.pem can't be read: No such file or directory.\"} ]";
 
-struct DiskFault {
-    const char *name;
-    const char *place, *options; /* of a file system that is mounted there; or null: not there */
-    size_t size;                 /* of the upload */
-    int status;
-    std::string body; /* empty: a page of the server */
-};
-
-const DiskFault disk_faults[] = {
-    {"disk full", "/mnt/data", "size=64k", 100000, 400, unreadable},
-    {"no inodes", "/mnt/data", "nr_inodes=1", 300, 400, unreadable},
-    {"read-only directory", "/mnt/data", "ro", 300, 400, unreadable},
-    {"missing directory", "/mnt/data", nullptr, 300, 400, unreadable},
-    {"server's disk full", "/mnt/upload", "size=64k", 100000, 500, ""},
-    {"server's disk without inodes", "/mnt/upload", "nr_inodes=1", 100000, 500, ""},
-    {"server's directory missing", "/mnt/upload", nullptr, 100000, 500, ""},
-};
-
 TEST_F(SystemFaults, OfDisks)
 {
+    const struct {
+        std::string name, place;
+        const char *options; /* of a file system that is mounted there; or null: not there */
+        size_t size;         /* of the upload */
+        int status;
+        std::string body; /* empty: a page of the server */
+    } faults[] = {
+        {"disk full", "/mnt/data", "size=64k", 100000, 400, unreadable},
+        {"no inodes", "/mnt/data", "nr_inodes=1", 300, 400, unreadable},
+        {"read-only directory", "/mnt/data", "ro", 300, 400, unreadable},
+        {"missing directory", "/mnt/data", nullptr, 300, 400, unreadable},
+        {"server's disk full", "/mnt/upload", "size=64k", 100000, 500, ""},
+        {"server's disk without inodes", "/mnt/upload", "nr_inodes=1", 100000, 500, ""},
+        {"server's directory missing", "/mnt/upload", nullptr, 100000, 500, ""},
+    };
     ASSERT_NO_FATAL_FAILURE(begin());
-    for (const DiskFault &fault : disk_faults) {
-        SCOPED_TRACE(fault.name);
-        const std::string aside = std::string(fault.place) + ".aside";
-        if (!fault.options) {
-            fs::rename(fault.place, aside);
+    for (const auto &[name, place, options, size, status, body] : faults) {
+        SCOPED_TRACE(name);
+        if (options) {
+            const unsigned long flags = strcmp(options, "ro") == 0 ? MS_RDONLY : 0;
+            ASSERT_EQ(mount("none", place.c_str(), "tmpfs", flags, flags ? "" : options), 0);
         } else {
-            const unsigned long flags = strcmp(fault.options, "ro") == 0 ? MS_RDONLY : 0;
-            ASSERT_EQ(mount("none", fault.place, "tmpfs", flags, flags ? "" : fault.options), 0);
+            fs::rename(place, place + ".aside");
         }
         for (int i = 0; i < 3; ++i) {
-            const Response response = upload(fault.size);
-            EXPECT_EQ(response.status, fault.status);
-            EXPECT_TRUE(fault.body.empty() || response.body == fault.body) << response.body;
+            expect_upload(size, status, body);
             expect_good_requests();
             expect_nothing_left();
         }
-        if (fault.options) {
-            EXPECT_EQ(umount(fault.place), 0) << "something is still open there";
+        if (options) {
+            EXPECT_EQ(umount(place.c_str()), 0) << "something is still open there";
         } else {
-            fs::rename(aside, fault.place);
+            fs::rename(place + ".aside", place);
         }
-        expect_upload();
+        expect_good_upload();
         expect_nothing_left();
     }
 }
 
 TEST_F(SystemFaults, AFullLogDisk)
 {
-    mkdir("/mnt/log", 0755);
-    ASSERT_EQ(mount("none", "/mnt/log", "tmpfs", 0, "size=4k"), 0);
-    start(slow_leds, "server.errorlog = \"/mnt/log/error.log\"\n");
-    count_descriptors();
-    const std::string too_many(300000, '&'), logged = "Dropped what exceeds";
+    const PrivateDirectory disk;
+    const std::string log = disk.path + "/error.log";
+    ASSERT_EQ(mount("none", disk.path.c_str(), "tmpfs", 0, "size=4k"), 0);
+    begin({}, "server.errorlog = \"" + log + "\"\n");
+    const std::string too_many(300000, '&');
     for (int i = 0; i < 100; ++i) {
         EXPECT_EQ(client.put("/api/sap", "port=5004" + too_many).status, 204);
     }
     expect_good_requests();
-    EXPECT_EQ(fs::file_size("/mnt/log/error.log"), 4096u) << "it was not full";
-    ASSERT_EQ(mount("none", "/mnt/log", "tmpfs", MS_REMOUNT, "size=64k"), 0);
+    EXPECT_EQ(fs::file_size(log), 4096u) << "it was not full";
+    ASSERT_EQ(mount("none", disk.path.c_str(), "tmpfs", MS_REMOUNT, "size=64k"), 0);
     client.put("/api/sap", "port=5004" + too_many);
-    EXPECT_GT(fs::file_size("/mnt/log/error.log"), 4096u) << "logging does not go on";
+    EXPECT_GT(fs::file_size(log), 4096u) << "logging does not go on";
+    expect_nothing_left();
     EXPECT_EQ(server->stop(), 0);
     server.reset();
-    EXPECT_EQ(umount("/mnt/log"), 0);
-    rmdir("/mnt/log");
+    EXPECT_EQ(umount(disk.path.c_str()), 0);
 }
 
 TEST_F(SystemFaults, StandardErrorOnAPipeThatNobodyReads)
@@ -221,21 +192,18 @@ TEST_F(SystemFaults, ClockJumps)
         fs::rename(clock + ".new", clock);
     };
     set_clock("+0");
-    for (const auto &[name, value] :
-         std::vector<std::pair<const char *, std::string>>{{"LD_PRELOAD", library},
-                                                           {"FAKETIME_TIMESTAMP_FILE", clock},
-                                                           {"FAKETIME_NO_CACHE", "1"},
-                                                           {"FAKETIME_DONT_FAKE_MONOTONIC", "1"}}) {
-        setenv(name, value.c_str(), 1);
-    }
+    setenv("FAKETIME_NO_CACHE", "1", 1);
+    setenv("FAKETIME_DONT_FAKE_MONOTONIC", "1", 1);
+    setenv("FAKETIME_TIMESTAMP_FILE", clock.c_str(), 1);
+    setenv("LD_PRELOAD", library, 1);
     begin();
-    for (const char *name : {"LD_PRELOAD", "FAKETIME_TIMESTAMP_FILE"}) unsetenv(name);
+    unsetenv("LD_PRELOAD");
     std::string year = client.get("/api/sap").header("date");
     for (const char *offset : {"+3650d", "-3650d", "+10m", "-10m", "-20000d", "+0"}) {
         SCOPED_TRACE(offset);
         set_clock(offset);
         expect_good_requests();
-        expect_upload();
+        expect_good_upload();
         usleep(1100000); /* the server looks at the clock once a second */
         expect_good_requests();
         const std::string other = client.get("/api/sap").header("date");
@@ -253,14 +221,14 @@ TEST_F(SystemFaults, MoreThan1024Descriptors)
     begin({"--fault", "delay=5@CMD_SECURITY_CERTIFICATE"}, "server.max-fds = 8192\n");
     for (const int fd : inherited) close(fd);
     EXPECT_GT(idle, 1500u);
-    for (int i = 0; i < 20; ++i) expect_upload();
+    for (int i = 0; i < 20; ++i) expect_good_upload();
 
     std::vector<std::unique_ptr<RawConnection>> clients;
     for (int i = 0; i < 1500; ++i) {
         clients.push_back(std::make_unique<RawConnection>(server->port()));
         clients.back()->send("GET /api/sap HTTP/1.1\r\nHost: test\r\n\r\n");
     }
-    for (const auto &one : clients) expect_texts(one->receive().body, {"'port' : 5004"});
+    for (const auto &one : clients) expect_text(one->receive().body, "'port' : 5004");
 }
 
 /* As a log rotation, the end of a CGI program or a terminal's new size may send, a thousand of each
@@ -270,18 +238,16 @@ TEST_F(SystemFaults, SignalsInAStorm)
     begin({"--streams", "500"});
     std::atomic<bool> over = false;
     std::thread sender([&] {
-        while (!over) {
-            for (const int signal : {SIGHUP, SIGCHLD, SIGALRM, SIGPIPE, SIGCONT, SIGWINCH}) {
+        for (; !over; usleep(1000)) {
+            for (const int signal : {SIGHUP, SIGCHLD, SIGALRM, SIGPIPE, SIGCONT, SIGWINCH})
                 kill(server->process_id(), signal);
-            }
-            usleep(1000);
         }
     });
     for (int i = 0; i < 20; ++i) {
         expect_good_requests();
-        expect_upload();
+        expect_good_upload();
         EXPECT_EQ(client.get("/api/leds").status, 200);
-        expect_texts(get("/api/stream"), {"'id' : '500'"});
+        expect_text(get("/api/stream"), "'id' : '500'");
     }
     over = true;
     sender.join();
@@ -290,38 +256,33 @@ TEST_F(SystemFaults, SignalsInAStorm)
 TEST_F(SystemFaults, NoDescriptorsLeft)
 {
     begin();
-    {
-        size_t limit_number = 0;
-        for (int left = 2; left > 0; ++limit_number) { /* the connection has the first */
-            left -= fs::is_symlink(process() + "/fd/" + std::to_string(limit_number)) ? 0 : 1;
-        }
-        const Limit limit(server->process_id(), RLIMIT_NOFILE, limit_number - 1);
-        for (int i = 0; i < 3; ++i) {
-            const Response response = upload(300);
-            EXPECT_EQ(response.status, 400);
-            EXPECT_EQ(response.body, unreadable);
-            expect_good_requests();
-        }
+    rlim_t limit_number = 0;
+    for (int left = 2; left > 0; ++limit_number) { /* the connection has the first */
+        left -= fs::is_symlink(process() + "/fd/" + std::to_string(limit_number)) ? 0 : 1;
     }
-    expect_upload();
+    const rlim_t before = limit(RLIMIT_NOFILE, limit_number - 1);
+    for (int i = 0; i < 3; ++i) {
+        expect_upload(300, 400, unreadable);
+        expect_good_requests();
+    }
+    limit(RLIMIT_NOFILE, before);
+    expect_good_upload();
 }
 
 TEST_F(SystemFaults, NoAddressSpaceLeft)
 {
     begin({"--streams", "5000"});
-    const std::string all = process() + "/statm";
-    {
-        const size_t pages = std::stoul(read_file(all));
-        const Limit limit(server->process_id(), RLIMIT_AS, pages * 4096 + 1024 * 1024);
-        for (int i = 0; i < 3; ++i) {
-            expect_failure(client.get("/api/stream"), 507);
-            expect_good_requests();
-            expect_upload();
-        }
+    const rlim_t pages = std::stoul(read_file(process() + "/statm"));
+    const rlim_t before = limit(RLIMIT_AS, pages * 4096 + 1024 * 1024);
+    for (int i = 0; i < 3; ++i) {
+        expect_failure(client.get("/api/stream"), 507);
+        expect_good_requests();
+        expect_good_upload();
     }
+    limit(RLIMIT_AS, before);
     const Response response = client.get("/api/stream");
     EXPECT_EQ(response.status, 200);
-    expect_texts(response.body, {"'id' : '5000'"});
+    expect_text(response.body, "'id' : '5000'");
 }
 
 TEST_F(SystemFaults, AStoppedDaemonGoesOn)
@@ -329,15 +290,14 @@ TEST_F(SystemFaults, AStoppedDaemonGoesOn)
     begin();
     for (int i = 0; i < 5; ++i) {
         kill(simulator->id(), SIGSTOP);
-        std::thread waker([this] {
+        std::vector<std::thread> others;
+        for (int j = 0; j < 3; ++j) others.emplace_back([this] { expect_good_requests(); });
+        others.emplace_back([this] {
             usleep(300000);
             kill(simulator->id(), SIGCONT);
         });
-        std::vector<std::thread> others;
-        for (int j = 0; j < 3; ++j) others.emplace_back([this] { expect_good_requests(); });
-        expect_upload();
+        expect_good_upload();
         for (std::thread &other : others) other.join();
-        waker.join();
     }
 }
 
@@ -351,7 +311,7 @@ TEST_F(SystemFaults, AnotherDaemonOnTheSocket)
     Process other({SYSMNGD_SIM, "--software", "new", slow_leds[0], slow_leds[1]},
                   directory.path + "/other");
     ASSERT_TRUE(wait_until([&] { return fs::exists(path); }));
-    expect_texts(get("/api/general"), {"'software' : 'old'"});
+    expect_text(get("/api/general"), "'software' : 'old'");
     expect_good_requests();
 
     simulator->stop(SIGKILL);
@@ -363,7 +323,7 @@ TEST_F(SystemFaults, AnotherDaemonOnTheSocket)
     }
     kill(server->process_id(), SIGUSR1);
     ASSERT_TRUE(wait_until([&] { return client.get("/api/general").status == 200; }));
-    expect_texts(get("/api/general"), {"'software' : 'new'"});
+    expect_text(get("/api/general"), "'software' : 'new'");
     expect_good_requests();
     EXPECT_EQ(client.get("/api/leds").status, 200);
     expect_nothing_left();

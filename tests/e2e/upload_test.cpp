@@ -1,18 +1,14 @@
 /* Files on their way from an HTTP client to the upload directory. */
 #include <unistd.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <random>
 
-#include "tests/e2e/device.h"
+#include "tests/e2e/mixed_requests.h"
 
 namespace {
 
 constexpr size_t mebi = 1024 * 1024;
-const std::string firmware = "/api/general/firmwareUpgrade";
-const std::string certificate = "/api/security/certificate";
+const std::string stored = "/mnt/data/x.pem";
 
 /* Bytes of all values, half of them such as make a delimiter. */
 std::string image(size_t size)
@@ -26,97 +22,43 @@ std::string image(size_t size)
     return bytes;
 }
 
-/* By the example configuration all that an upload can leave behind is below /mnt. */
-Texts files()
-{
-    Texts paths;
-    for (const auto &entry : std::filesystem::recursive_directory_iterator("/mnt")) {
-        if (!entry.is_directory()) paths.push_back(entry.path());
-    }
-    std::sort(paths.begin(), paths.end());
-    return paths;
-}
-
-/* The server may remove its temporary files after it has answered. */
-void expect_files(const Texts &expected)
-{
-    wait_until([&] { return files() == expected || testing::Test::HasFailure(); });
-    EXPECT_EQ(files(), expected);
-}
-
-/* There is this file alone. It is removed. */
-void expect_stored(const std::string &name, const std::string &content)
-{
-    const std::string path = "/mnt/data/" + name;
-    expect_files({path});
-    EXPECT_TRUE(read_file(path) == content) << name;
-    unlink(path.c_str());
-}
-
-void expect_result(const Response &response, const std::string &result, const std::string &message)
-{
-    EXPECT_EQ(response.status, result == "OK" ? 200 : 400);
-    EXPECT_EQ(response.own_headers(), json_headers);
-    EXPECT_EQ(response.body,
-              "[ {\"status\" : \"" + result + "\", \"message\" : \"" + message + "\"} ]");
-}
-
-void expect_installed(const Response &response, const std::string &name, const std::string &content)
-{
-    expect_result(response, "OK", name + " is the certificate now.");
-    expect_stored(name, content);
-}
-
 class Uploads : public Device {
 protected:
     void SetUp() override
     {
-        ASSERT_EQ(files(), Texts{}) << "this needs a /mnt of its own: run it by private-mounts";
-        start({"--upgrade-seconds", "1"});
-    }
-    void TearDown() override
-    {
-        Device::TearDown();
-        for (const std::string &path : server ? files() : Texts{}) unlink(path.c_str());
+        ASSERT_EQ(entries_below("/mnt"), 2u) << "this needs a /mnt of its own";
+        start();
     }
 
-    Response upload(const std::string &filename, const std::string &content, size_t times = 1) const
+    /* The file is the only one that is left: the server may remove its temporary files after it
+     * has answered. */
+    static void expect_installed(const HttpClient &by, const std::string &content)
     {
-        return client.upload(certificate, {{"certificateName", filename, content, times}});
+        const Part field = {"field", "", "no file"}, file = {"certificateName", "x.pem", content};
+        const Response response = by.upload("/api/security/certificate", {field, file, field});
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.own_headers(), json_headers);
+        EXPECT_EQ(response.body,
+                  "[ {\"status\" : \"OK\", \"message\" : \"x.pem is the certificate now.\"} ]");
+        EXPECT_TRUE(wait_until([&] { return entries_below("/mnt") == 3; }));
+        EXPECT_TRUE(read_file(stored) == content);
+        unlink(stored.c_str());
     }
 };
 
 TEST_F(Uploads, OfEverySizeInEveryWay)
 {
-    const HttpClient http2{server->port(), true};
-    const Part field = {"field", "", "no file"};
+    HttpClient chunked = client, http2 = client;
+    chunked.headers = {"Transfer-Encoding: chunked"};
+    http2.http2 = true;
     for (const size_t size : {0ul, 1ul, 65000ul, 65536ul, 70000ul, 5 * mebi}) {
         SCOPED_TRACE(size);
-        const Part file = {"certificateName", "x.pem", image(size)};
-        const std::vector<Part> form = {field, file, field};
-        expect_installed(client.upload(certificate, form), "x.pem", file.content);
-        expect_installed(client.upload(certificate, form, false), "x.pem", file.content);
-        if (server_under_test().stock) continue;
-        expect_installed(http2.upload(certificate, form), "x.pem", file.content);
+        const std::string content = image(size);
+        expect_installed(client, content);
+        expect_installed(chunked, content);
+        if (!server_under_test().stock) expect_installed(http2, content);
     }
-    expect_texts(get("/api/security"), {"'certificateName' : 'x.pem'"});
-}
-
-/* Firmware with the module in it, which has words of request headers, and what the daemon refuses.
- */
-TEST_F(Uploads, AreInstalledOrRefused)
-{
-    const std::string bad = "BAD" + image(70000);
-    const std::string with_module = image(3 * mebi) + read_file(server_under_test().module);
-    ASSERT_NE(with_module.find("boundary="), std::string::npos);
-    expect_result(upload("x.pem", bad), "ERROR", "The file is damaged.");
-    expect_stored("x.pem", bad);
-    expect_result(client.upload(firmware, {{"packageName", "fw.bin", with_module}}), "OK",
-                  "Installing fw.bin.");
-    expect_texts(get("/api/general/upgradeStatus"), {"[ {'status' : 1, "});
-    expect_stored("fw.bin", with_module);
-    expect_result(ask("POST " + certificate + " certificateName=/mnt/data/y"), "ERROR",
-                  "The file /mnt/data/y can't be read: No such file or directory.");
+    expect_text(get("/api/security"), "'certificateName' : 'x.pem'");
 }
 
 TEST_F(Uploads, TakeBoundedMemory)
@@ -127,14 +69,12 @@ TEST_F(Uploads, TakeBoundedMemory)
         return std::stol(status.substr(status.find("VmHWM:") + 6));
     };
     const std::string block = image(mebi);
-    expect_installed(upload("x.pem", block), "x.pem", block);
+    expect_installed(client, block);
     const long before = peak_kib();
-    EXPECT_EQ(upload("x.pem", block, 64).status, 200);
+    std::string blocks;
+    for (int i = 0; i < 64; ++i) blocks += block;
+    expect_installed(client, blocks);
     EXPECT_LT(peak_kib() - before, 8 * 1024);
-    expect_files({"/mnt/data/x.pem"});
-    EXPECT_EQ(std::filesystem::file_size("/mnt/data/x.pem"), 64 * mebi);
-    std::ifstream stored("/mnt/data/x.pem");
-    for (std::string read(mebi, '\0'); stored.read(read.data(), mebi);) ASSERT_TRUE(read == block);
 }
 
 } // namespace

@@ -8,8 +8,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <deque>
-#include <memory>
 #include <set>
 #include <stdexcept>
 
@@ -38,72 +36,79 @@ size_t append_header(const char *bytes, size_t size, size_t count, void *to)
     return line.size();
 }
 
-struct Curl {
-    std::unique_ptr<CURL, void (*)(CURL *)> handle{curl_easy_init(), curl_easy_cleanup};
-    std::unique_ptr<curl_slist, void (*)(curl_slist *)> headers{nullptr, curl_slist_free_all};
+/* A request, its form and what curl knows of its answer. */
+class Curl {
+public:
+    Curl(const HttpClient &client, const std::string &method, const std::string &path);
+    ~Curl();
+    Curl(const Curl &) = delete;
+    Curl &operator=(const Curl &) = delete;
 
-    CURL *get() const { return handle.get(); }
+    template <typename Value>
+    void set(CURLoption option, Value value)
+    {
+        curl_easy_setopt(handle, option, value);
+    }
+    Response perform();
+
+    CURL *const handle = curl_easy_init();
+    curl_mime *const form = curl_mime_init(handle);
+
+private:
+    const std::string what;
+    curl_slist *headers = nullptr;
 };
 
-void add_headers(Curl &curl, const std::vector<std::string> &headers)
+Curl::Curl(const HttpClient &client, const std::string &method, const std::string &path)
+    : what(method + " " + path)
 {
-    for (const std::string &header : headers) {
-        curl_slist *longer = curl_slist_append(curl.headers.get(), header.c_str());
-        static_cast<void>(curl.headers.release());
-        curl.headers.reset(longer);
-    }
-    curl_easy_setopt(curl.get(), CURLOPT_HTTPHEADER, curl.headers.get());
-}
-
-Curl new_request(const HttpClient &client, const std::string &path)
-{
-    Curl curl;
     const std::string scheme = client.certificate.empty() ? "http" : "https";
-    const std::string url = scheme + "://127.0.0.1:" + std::to_string(client.port) + path;
-    curl_easy_setopt(curl.get(), CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_CAINFO, client.certificate.c_str());
-    if (!client.login.empty()) curl_easy_setopt(curl.get(), CURLOPT_USERPWD, client.login.c_str());
-    add_headers(curl, client.headers);
-    curl_easy_setopt(curl.get(), CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(curl.get(), CURLOPT_PROXY, "");
-    curl_easy_setopt(curl.get(), CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl.get(), CURLOPT_TIMEOUT, patience_seconds);
-    curl_easy_setopt(curl.get(), CURLOPT_HTTP_VERSION,
-                     client.http2 ? CURL_HTTP_VERSION_2_PRIOR_KNOWLEDGE : CURL_HTTP_VERSION_1_1);
-    return curl;
+    set(CURLOPT_URL, (scheme + "://127.0.0.1:" + std::to_string(client.port) + path).c_str());
+    set(CURLOPT_CUSTOMREQUEST, method.c_str());
+    set(CURLOPT_CAINFO, client.certificate.c_str());
+    if (!client.login.empty()) set(CURLOPT_USERPWD, client.login.c_str());
+    for (const std::string &one : client.headers) headers = curl_slist_append(headers, one.c_str());
+    set(CURLOPT_HTTPHEADER, headers);
+    set(CURLOPT_PATH_AS_IS, 1L);
+    set(CURLOPT_PROXY, "");
+    set(CURLOPT_NOSIGNAL, 1L);
+    set(CURLOPT_TIMEOUT, patience_seconds);
+    set(CURLOPT_HTTP_VERSION,
+        client.http2 ? CURL_HTTP_VERSION_2_PRIOR_KNOWLEDGE : CURL_HTTP_VERSION_1_1);
 }
 
-Response perform(const Curl &curl, const std::string &path)
+Curl::~Curl()
+{
+    curl_slist_free_all(headers);
+    curl_mime_free(form);
+    curl_easy_cleanup(handle);
+}
+
+Response Curl::perform()
 {
     Response response;
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEFUNCTION, append_body);
-    curl_easy_setopt(curl.get(), CURLOPT_WRITEDATA, &response);
-    curl_easy_setopt(curl.get(), CURLOPT_HEADERFUNCTION, append_header);
-    curl_easy_setopt(curl.get(), CURLOPT_HEADERDATA, &response);
-    const CURLcode result = curl_easy_perform(curl.get());
+    set(CURLOPT_WRITEFUNCTION, append_body);
+    set(CURLOPT_WRITEDATA, &response);
+    set(CURLOPT_HEADERFUNCTION, append_header);
+    set(CURLOPT_HEADERDATA, &response);
+    const CURLcode result = curl_easy_perform(handle);
     if (result == CURLE_GOT_NOTHING) return response;
-    if (result != CURLE_OK) throw std::runtime_error(path + ": " + curl_easy_strerror(result));
+    if (result != CURLE_OK) throw std::runtime_error(what + ": " + curl_easy_strerror(result));
     long status = 0;
-    curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
     response.status = static_cast<int>(status);
     return response;
 }
 
-/* A body on its way: its pieces, with a pause before each. */
-struct Source {
-    std::deque<std::string> left;
-    int pause_ms = 0;
-};
-
+/* What is left of a body, with a pause before each piece. */
 size_t read_piece(char *to, size_t size, size_t count, void *from)
 {
-    Source &source = *static_cast<Source *>(from);
-    if (source.left.empty()) return 0;
-    usleep(static_cast<useconds_t>(source.pause_ms) * 1000);
-    std::string &piece = source.left.front();
-    const size_t length = piece.copy(to, size * count);
-    piece.erase(0, length);
-    if (piece.empty()) source.left.pop_front();
+    auto &pieces = *static_cast<std::vector<std::string> *>(from);
+    if (pieces.empty()) return 0;
+    usleep(10000);
+    const size_t length = pieces.front().copy(to, size * count);
+    pieces.front().erase(0, length);
+    if (pieces.front().empty()) pieces.erase(pieces.begin());
     return length;
 }
 
@@ -132,51 +137,39 @@ std::vector<std::string> Response::own_headers() const
 Response HttpClient::request(const std::string &method, const std::string &path,
                              const std::string &body) const
 {
-    const Curl curl = new_request(*this, path);
-    if (method == "HEAD") curl_easy_setopt(curl.get(), CURLOPT_NOBODY, 1L);
+    Curl curl(*this, method, path);
+    if (method == "HEAD") curl.set(CURLOPT_NOBODY, 1L);
     if (method == "POST" || method == "PUT" || !body.empty()) {
-        curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-        curl_easy_setopt(curl.get(), CURLOPT_POSTFIELDS, body.c_str());
+        curl.set(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+        curl.set(CURLOPT_POSTFIELDS, body.c_str());
     }
-    curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
-    return perform(curl, method + " " + path);
+    return curl.perform();
 }
 
 Response HttpClient::send_slowly(const std::string &method, const std::string &path,
-                                 const std::vector<std::string> &pieces, int pause_ms,
-                                 const std::string &content_type) const
+                                 std::vector<std::string> pieces) const
 {
-    Curl curl = new_request(*this, path);
-    Source body = {{pieces.begin(), pieces.end()}, pause_ms};
-    curl_off_t length = 0;
-    for (const std::string &piece : pieces) length += static_cast<curl_off_t>(piece.size());
-    add_headers(curl, {"Content-Type: " + content_type});
-    curl_easy_setopt(curl.get(), CURLOPT_UPLOAD, 1L);
-    curl_easy_setopt(curl.get(), CURLOPT_CUSTOMREQUEST, method.c_str());
-    curl_easy_setopt(curl.get(), CURLOPT_INFILESIZE_LARGE, length);
-    curl_easy_setopt(curl.get(), CURLOPT_READFUNCTION, read_piece);
-    curl_easy_setopt(curl.get(), CURLOPT_READDATA, &body);
-    return perform(curl, method + " " + path);
+    Curl curl(*this, method, path);
+    size_t length = 0;
+    for (const std::string &piece : pieces) length += piece.size();
+    curl.set(CURLOPT_UPLOAD, 1L);
+    curl.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(length));
+    curl.set(CURLOPT_READFUNCTION, read_piece);
+    curl.set(CURLOPT_READDATA, &pieces);
+    return curl.perform();
 }
 
-Response HttpClient::upload(const std::string &path, const std::vector<Part> &parts,
-                            bool length_is_told) const
+Response HttpClient::upload(const std::string &path, const std::vector<Part> &parts) const
 {
-    const Curl curl = new_request(*this, path);
-    const std::unique_ptr<curl_mime, void (*)(curl_mime *)> form(curl_mime_init(curl.get()),
-                                                                 curl_mime_free);
-    std::deque<Source> sources;
-    for (const Part &part : parts) {
-        curl_mimepart *added = curl_mime_addpart(form.get());
-        const auto length = static_cast<curl_off_t>(part.content.size() * part.times);
-        sources.push_back({std::deque<std::string>(part.times, part.content)});
-        curl_mime_name(added, part.name.c_str());
-        if (!part.filename.empty()) curl_mime_filename(added, part.filename.c_str());
-        curl_mime_data_cb(added, length_is_told ? length : -1, read_piece, nullptr, nullptr,
-                          &sources.back());
+    Curl curl(*this, "POST", path);
+    for (const auto &[name, filename, content] : parts) {
+        curl_mimepart *const part = curl_mime_addpart(curl.form);
+        curl_mime_name(part, name.c_str());
+        if (!filename.empty()) curl_mime_filename(part, filename.c_str());
+        curl_mime_data(part, content.data(), content.size());
     }
-    curl_easy_setopt(curl.get(), CURLOPT_MIMEPOST, form.get());
-    return perform(curl, "POST " + path);
+    curl.set(CURLOPT_MIMEPOST, curl.form);
+    return curl.perform();
 }
 
 RawConnection::RawConnection(int port) : fd(connect_to(port)), input(fdopen(fd, "r"))

@@ -20,7 +20,6 @@ struct Response {
 /* A part of a form: a field, or with a file name a file. */
 struct Part {
     std::string name, filename, content;
-    size_t times = 1; /* that the content is sent */
 };
 
 /* Runs one request. HTTP/1.1 requests get a connection each. */
@@ -41,13 +40,10 @@ struct HttpClient {
 
     /* The body goes out piece by piece, with a pause before each. */
     Response send_slowly(const std::string &method, const std::string &path,
-                         const std::vector<std::string> &pieces, int pause_ms,
-                         const std::string &content_type) const;
+                         std::vector<std::string> pieces) const;
 
-    /* Posts them as multipart/form-data, made while they are sent. Over HTTP/1.1, a length
-     * that is not sent makes the body a chunked one. */
-    Response upload(const std::string &path, const std::vector<Part> &parts,
-                    bool length_is_told = true) const;
+    /* Posts them as multipart/form-data. */
+    Response upload(const std::string &path, const std::vector<Part> &parts) const;
 };
 
 /* One HTTP/1.1 connection. Throws std::runtime_error when the server does not accept it. */

@@ -10,10 +10,10 @@
 
 class Process {
 public:
-    /* Starts args[0] with its output appended to `output`. Throws std::runtime_error when it
-     * can't. */
+    /* Starts args[0] with its output appended to `output`, in a process group of its own: a server
+     * with workers ends its whole group. */
     Process(const std::vector<std::string> &args, const std::string &output,
-            const std::string &input = "/dev/null", bool in_group_of_its_own = false);
+            const std::string &input = "/dev/null");
     ~Process(); /* kills it when it still runs */
     Process(const Process &) = delete;
     Process &operator=(const Process &) = delete;
@@ -26,8 +26,6 @@ public:
     int stop(int signal = SIGTERM);
 
 private:
-    bool reap(int flags);
-
     pid_t pid;
     bool ended = false;
     int status = 0;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -20,25 +21,22 @@ std::string environment(const char *name, const std::string &otherwise)
     return value && *value ? value : otherwise;
 }
 
-std::string version_of(const std::string &program)
+bool is_stock(const std::string &program)
 {
-    const PrivateDirectory directory;
-    const std::string output = directory.path + "/version";
-    Process process({program, "-v"}, output);
-    wait_until([&] { return !process.running(); });
-    return read_file(output);
+    char version[100] = "";
+    FILE *const output = popen((program + " -v").c_str(), "r");
+    const bool is_told = output && fgets(version, sizeof(version), output);
+    if (!is_told || pclose(output) != 0) throw std::runtime_error("cannot run " + program);
+    return strstr(version, "lighttpd/1.4.51");
 }
 
 ServerUnderTest find_server()
 {
-    ServerUnderTest server;
-    server.program = environment("KELTO_LIGHTTPD", "/usr/sbin/lighttpd");
-    server.own_modules = environment("KELTO_LIGHTTPD_MODULES", "/usr/lib/lighttpd");
-    server.stock = version_of(server.program).find("lighttpd/1.4.51") != std::string::npos;
-    const std::string built_for = server.stock ? "1.4.51" : "current";
-    server.module =
-        environment("KELTO_MODULE", KELTO_MODULES "/" + built_for + "/mod_kelto_sysmgmt.so");
-    return server;
+    const std::string program = environment("KELTO_LIGHTTPD", "/usr/sbin/lighttpd");
+    const bool stock = is_stock(program);
+    const std::string built = std::string(KELTO_MODULES) + (stock ? "/1.4.51" : "/current");
+    return {program, environment("KELTO_LIGHTTPD_MODULES", "/usr/lib/lighttpd"),
+            environment("KELTO_MODULE", built + "/mod_kelto_sysmgmt.so"), stock};
 }
 
 bool accepts_connections(int port)
@@ -67,13 +65,9 @@ const ServerUnderTest &server_under_test()
     return server;
 }
 
-PrivateDirectory::PrivateDirectory()
-    : path([] {
-          std::string name = fs::temp_directory_path() / "kelto-test-XXXXXX";
-          if (!mkdtemp(name.data())) throw std::runtime_error("mkdtemp: " + name);
-          return name;
-      }())
+PrivateDirectory::PrivateDirectory() : path(fs::temp_directory_path() / "kelto-test-XXXXXX")
 {
+    if (!mkdtemp(path.data())) throw std::runtime_error("mkdtemp: " + path);
 }
 
 PrivateDirectory::~PrivateDirectory()
@@ -105,19 +99,17 @@ std::string WebServer::default_config()
            "mimetype.assign = ( \".html\" => \"text/html\" )\n";
 }
 
-WebServer::WebServer(const std::string &config, bool in_group_of_its_own)
-    : listening_port(free_port())
+WebServer::WebServer(const std::string &config) : listening_port(free_port())
 {
-    const std::string config_file = root() + "/lighttpd.conf";
+    const std::string config_file = root() + "/lighttpd.conf", modules = root() + "/modules";
     fs::create_directory(root() + "/www");
     fs::create_directory(root() + "/upload");
     write_file(config_file, "var.root = \"" + root() + "\"\n" + config +
                                 "server.port := " + std::to_string(listening_port) + "\n");
-    link_modules(root() + "/modules");
-    process =
-        std::make_unique<Process>(std::vector<std::string>{server_under_test().program, "-D", "-f",
-                                                           config_file, "-m", root() + "/modules"},
-                                  root() + "/log", "/dev/null", in_group_of_its_own);
+    link_modules(modules);
+    const std::vector<std::string> command = {
+        server_under_test().program, "-D", "-f", config_file, "-m", modules};
+    process = std::make_unique<Process>(command, root() + "/log");
     wait_until([this] { return !process->running() || accepts_connections(listening_port); });
     if (!process->running()) throw std::runtime_error(log());
 }

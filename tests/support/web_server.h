@@ -18,13 +18,12 @@ struct ServerUnderTest {
 const ServerUnderTest &server_under_test();
 
 /* A directory that lives as long as the object. */
-class PrivateDirectory {
-public:
+struct PrivateDirectory {
     PrivateDirectory();
     ~PrivateDirectory();
     PrivateDirectory(const PrivateDirectory &) = delete;
     PrivateDirectory &operator=(const PrivateDirectory &) = delete;
-    const std::string path;
+    std::string path;
 };
 
 void write_file(const std::string &path, const std::string &text); /* and its directory */
@@ -35,8 +34,7 @@ public:
     /* Starts the server and waits until it accepts connections. In `config`, var.root is a
      * directory of this server's own; the port is set here. Throws std::runtime_error with what
      * the server said when it doesn't come up. */
-    explicit WebServer(const std::string &config = default_config(),
-                       bool in_group_of_its_own = false);
+    explicit WebServer(const std::string &config = default_config());
 
     static std::string default_config();
 
@@ -49,7 +47,7 @@ public:
     int stop() { return process->stop(SIGINT); }
 
 private:
-    PrivateDirectory directory;
-    int listening_port;
+    const PrivateDirectory directory;
+    const int listening_port;
     std::unique_ptr<Process> process;
 };
