@@ -72,7 +72,7 @@ protected:
 TEST_F(Client, SendsHeaderChecksumAndPayload)
 {
     EXPECT_EQ(send(0xFFFFFFFF, 44, ""), 0);
-    EXPECT_EQ(to_hex(sent), "2C 00 00 00 0D 00 00 00 FF FF FF FF CB");
+    EXPECT_EQ(to_hex(sent), "2C 00 00 00 0D 00 00 00 FF FF FF FF CB ");
     sent.clear();
     EXPECT_EQ(send(0x44332211, 7, payload), 0);
     EXPECT_EQ(to_hex(sent), to_hex(whole));

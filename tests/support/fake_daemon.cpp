@@ -9,35 +9,12 @@
 
 #include "tests/support/sockets.h"
 
-namespace {
-
-constexpr uint32_t general_get = 44;
-
-/* Shorter when the stream ended before. A recv of nothing would wait. */
-std::string receive(int fd, size_t count)
+FakeDaemon::FakeDaemon() : listener(unix_socket(SOCK_STREAM))
 {
-    std::string bytes(count, '\0');
-    const ssize_t got = count > 0 ? recv(fd, bytes.data(), count, MSG_WAITALL) : 0;
-    bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
-    return bytes;
-}
-
-int listen_at(const char *path)
-{
-    unlink(path);
-    const int fd = unix_socket(SOCK_STREAM);
-    if (!bind_to(fd, path) || listen(fd, 8) != 0) {
-        throw std::runtime_error(std::string(path) + ": " + strerror(errno));
-    }
-    return fd;
-}
-
-} // namespace
-
-FakeDaemon::FakeDaemon() : listener(listen_at(daemon_socket_path))
-{
-    const std::string software_record = text_field("", 765) + text_field("rel5", 255);
-    answer(general_get, {Step::send(reply(general_get, 1, software_record))});
+    unlink(daemon_socket_path);
+    if (!bind_to(listener, daemon_socket_path) || listen(listener, 8) != 0)
+        throw std::runtime_error(std::string(daemon_socket_path) + ": " + strerror(errno));
+    answer(44, {Step::send(version_reply("rel5"))});
     thread = std::thread(&FakeDaemon::run, this);
 }
 
@@ -52,13 +29,14 @@ FakeDaemon::~FakeDaemon()
 void FakeDaemon::answer(uint32_t command, const Answer &answer)
 {
     const std::lock_guard lock(mutex);
-    answers[command] = answer;
+    answers_to(command).back() = answer;
 }
 
 void FakeDaemon::answer_once(uint32_t command, const Answer &answer)
 {
     const std::lock_guard lock(mutex);
-    once[command].push_back(answer);
+    std::deque<Answer> &next = answers_to(command);
+    next.insert(next.end() - 1, answer);
 }
 
 std::vector<Request> FakeDaemon::take_requests()
@@ -82,13 +60,17 @@ void FakeDaemon::run()
 
 bool FakeDaemon::serve(int fd)
 {
-    const std::string header = receive(fd, 13);
-    if (header.size() < 13) return false;
-    const std::string payload = receive(fd, u32_at(header, 4) - 13);
-    const uint32_t command = u32_at(header, 0);
+    std::string bytes(13, '\0');
+    if (recv(fd, bytes.data(), 13, MSG_WAITALL) != 13) return false;
+    bytes.resize(u32_at(bytes, 4));
+    if (bytes.size() > 13) recv(fd, &bytes[13], bytes.size() - 13, MSG_WAITALL);
+    const uint32_t command = u32_at(bytes, 0);
     const std::lock_guard lock(mutex);
-    requests.push_back({command, payload, header + payload});
-    for (const Step &step : choose_answer(command)) {
+    requests.push_back({command, bytes.substr(13), bytes});
+    std::deque<Answer> &next = answers_to(command);
+    const Answer answer = next.front();
+    if (next.size() > 1) next.pop_front();
+    for (const Step &step : answer) {
         if (step.hangs_up) return false;
         send(fd, step.bytes.data(), step.bytes.size(), MSG_NOSIGNAL);
         usleep(static_cast<useconds_t>(step.pause_ms) * 1000);
@@ -96,14 +78,8 @@ bool FakeDaemon::serve(int fd)
     return true;
 }
 
-Answer FakeDaemon::choose_answer(uint32_t command)
+std::deque<Answer> &FakeDaemon::answers_to(uint32_t command)
 {
-    std::deque<Answer> &next = once[command];
-    if (!next.empty()) {
-        const Answer answer = next.front();
-        next.pop_front();
-        return answer;
-    }
-    const auto found = answers.find(command);
-    return found != answers.end() ? found->second : Answer{Step::send(reply(command, 1, ""))};
+    const Answer success = {Step::send(reply(command, 1, ""))};
+    return answers.try_emplace(command, 1, success).first->second;
 }

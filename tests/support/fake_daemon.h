@@ -37,8 +37,6 @@ public:
     /* Listens. Throws std::runtime_error when it can't. */
     FakeDaemon();
     ~FakeDaemon();
-    FakeDaemon(const FakeDaemon &) = delete;
-    FakeDaemon &operator=(const FakeDaemon &) = delete;
 
     /* What it answers to a command, always or the next time only. Without this it sends the
      * software version "rel5", and reports success without a record for everything else. */
@@ -54,12 +52,11 @@ public:
 private:
     void run();
     bool serve(int fd);
-    Answer choose_answer(uint32_t command);
+    std::deque<Answer> &answers_to(uint32_t command);
 
     int listener;
     std::mutex mutex; /* guards all below; held while a request is answered */
     std::vector<Request> requests;
-    std::map<uint32_t, Answer> answers;
-    std::map<uint32_t, std::deque<Answer>> once;
-    std::thread thread; /* last: it uses the others */
+    std::map<uint32_t, std::deque<Answer>> answers; /* the last of each stays */
+    std::thread thread;                             /* last: it uses the others */
 };

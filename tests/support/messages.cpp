@@ -1,6 +1,7 @@
 #include "tests/support/messages.h"
 
 #include <cstdio>
+#include <numeric>
 
 std::string u32(uint32_t value)
 {
@@ -31,16 +32,25 @@ std::string to_hex(const std::string &bytes)
         snprintf(pair, sizeof(pair), "%02X ", static_cast<uint8_t>(c));
         digits += pair;
     }
-    if (!digits.empty()) digits.pop_back();
     return digits;
 }
 
+namespace {
+
+/* With the checksum that makes the sum of all bytes 0. */
+std::string with_checksum(std::string bytes)
+{
+    bytes[12] = '\0';
+    bytes[12] = static_cast<char>(-std::accumulate(bytes.begin(), bytes.end(), 0));
+    return bytes;
+}
+
+} // namespace
+
 std::string message(uint32_t type, const std::string &payload, uint32_t tag)
 {
-    const std::string head = u32(type) + u32(static_cast<uint32_t>(13 + payload.size())) + u32(tag);
-    unsigned sum = 0;
-    for (const char c : head + payload) sum += static_cast<uint8_t>(c);
-    return head + static_cast<char>(256 - sum % 256) + payload;
+    const uint32_t length = static_cast<uint32_t>(13 + payload.size());
+    return with_checksum(u32(type) + u32(length) + u32(tag) + '\0' + payload);
 }
 
 std::string reply(uint32_t command, uint32_t result, uint32_t data_len, const std::string &record)
@@ -53,35 +63,23 @@ std::string reply(uint32_t command, uint32_t result, const std::string &record)
     return reply(command, result, static_cast<uint32_t>(record.size()), record);
 }
 
-namespace {
-
-/* The checksum made wrong by one. */
-std::string damaged(std::string bytes)
+std::string version_reply(const std::string &software, size_t record_size)
 {
-    bytes[12] = static_cast<char>(bytes[12] + 1);
-    return bytes;
+    return reply(44, 1, text_field(text_field("", 765) + software, record_size));
 }
-
-/* Another length; the sum of all bytes stays. */
-std::string with_length(std::string bytes, uint32_t length)
-{
-    const std::string word = u32(length);
-    for (size_t i = 0; i < 4; ++i) {
-        bytes[12] = static_cast<char>(bytes[12] + bytes[4 + i] - word[i]);
-        bytes[4 + i] = word[i];
-    }
-    return bytes;
-}
-
-} // namespace
 
 std::vector<OddReply> odd_replies(uint32_t command, const std::string &record)
 {
     const std::string good = reply(command, 1, record), payload = good.substr(13);
     const std::string other = reply(command + 100, 1, record);
-    const uint32_t length = static_cast<uint32_t>(good.size());
+    const uint32_t whole = static_cast<uint32_t>(good.size());
     const size_t part = 13 + payload.size() / 4;
-    return {
+    const auto with_length = [&good](uint32_t length) {
+        return with_checksum(std::string(good).replace(4, 4, u32(length)));
+    };
+    std::string damaged = good;
+    ++damaged[12];
+    std::vector<OddReply> replies = {
         {"another tag", message(0, payload, 7), OddReply::GOOD},
         {"less than told", reply(command, 1, 0xFFFFFFFF, record), OddReply::GOOD},
         {"two replies", good + good, OddReply::SURPLUS},
@@ -95,21 +93,18 @@ std::vector<OddReply> odd_replies(uint32_t command, const std::string &record)
         {"another type, no payload", message(7, ""), OddReply::REFUSAL},
         {"no payload", message(0, ""), OddReply::REFUSAL},
         {"part of a preamble", message(0, payload.substr(0, 11)), OddReply::REFUSAL},
-        {"bad checksum", damaged(good), OddReply::BROKEN},
-        {"bad checksum, then good", damaged(good) + good, OddReply::BROKEN},
-        {"length 0", with_length(good, 0), OddReply::BROKEN},
-        {"length 12", with_length(good, 12), OddReply::BROKEN},
-        {"length 13", with_length(good, 13), OddReply::BROKEN},
-        {"length less by one", with_length(good, length - 1), OddReply::BROKEN},
-        {"length more by one", with_length(good, length + 1), OddReply::CUT, true},
-        {"one byte", good.substr(0, 1), OddReply::CUT, true},
-        {"half a header", good.substr(0, 6), OddReply::CUT, true},
-        {"a header less one byte", good.substr(0, 12), OddReply::CUT, true},
-        {"a header", good.substr(0, 13), OddReply::CUT, true},
-        {"part of a message", good.substr(0, part), OddReply::CUT, true},
-        {"all but a byte", good.substr(0, length - 1), OddReply::CUT, true},
-        {"too great a length", with_length(good, 13 + 16 * 1024 * 1024 + 1), OddReply::TOO_LARGE,
-         true},
-        {"the greatest length", with_length(good, 0xFFFFFFFF), OddReply::TOO_LARGE, true},
+        {"bad checksum", damaged, OddReply::BROKEN},
+        {"bad checksum, then good", damaged + good, OddReply::BROKEN},
+        {"length 0", with_length(0), OddReply::BROKEN},
+        {"length 12", with_length(12), OddReply::BROKEN},
+        {"length 13", with_length(13), OddReply::BROKEN},
+        {"length less by one", with_length(whole - 1), OddReply::BROKEN},
+        {"length more by one", with_length(whole + 1), OddReply::CUT, true},
+        {"too great a length", with_length(13 + (16 << 20) + 1), OddReply::TOO_LARGE, true},
+        {"the greatest length", with_length(0xFFFFFFFF), OddReply::TOO_LARGE, true},
     };
+    for (const size_t cut : {size_t(1), size_t(6), size_t(12), size_t(13), part, good.size() - 1})
+        replies.push_back(
+            {"cut after " + std::to_string(cut), good.substr(0, cut), OddReply::CUT, true});
+    return replies;
 }

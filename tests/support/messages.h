@@ -14,11 +14,12 @@
 std::string u32(uint32_t value);
 uint32_t u32_at(const std::string &bytes, size_t at);
 std::string text_field(const std::string &text, size_t width); /* cut or filled up with NULs */
-std::string to_hex(const std::string &bytes);                  /* "2C 00" */
+std::string to_hex(const std::string &bytes);                  /* "2C 00 " */
 
 std::string message(uint32_t type, const std::string &payload, uint32_t tag = 0xFFFFFFFF);
 std::string reply(uint32_t command, uint32_t result, uint32_t data_len, const std::string &record);
 std::string reply(uint32_t command, uint32_t result, const std::string &record);
+std::string version_reply(const std::string &software, size_t record_size = 1020);
 
 /* What a daemon may send in place of the reply to a command. */
 struct OddReply {

@@ -58,8 +58,8 @@ int free_port()
     sockaddr_in address = loopback_address(0);
     socklen_t length = sizeof(address);
     sockaddr *const at = reinterpret_cast<sockaddr *>(&address);
-    const bool bound = bind(fd, at, length) == 0 && getsockname(fd, at, &length) == 0;
+    if (bind(fd, at, length) != 0 || getsockname(fd, at, &length) != 0)
+        throw std::runtime_error("no free port");
     close(fd);
-    if (!bound) throw std::runtime_error("no free port");
     return ntohs(address.sin_port);
 }
