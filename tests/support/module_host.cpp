@@ -6,47 +6,26 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
+#include <numeric>
 #include <set>
 #include <sstream>
+#include <utility>
 
 #include "input/body.h"
-
-std::vector<std::string> server_log;
 
 namespace fs = std::filesystem;
 
 namespace {
 
 /* The memory of the bodies' pieces, until the next request. */
-std::vector<std::unique_ptr<char[]>> blocks;
+std::vector<std::vector<char>> blocks;
 std::vector<int> named_files;
-
-void keep_log_line(server *, const char *label, unsigned line, const char *text)
-{
-    server_log.push_back(std::string(label) + "." + std::to_string(line) + ": " + text);
-}
-
-void forget_pieces()
-{
-    blocks.clear();
-    for (const int fd : named_files) close(fd);
-    named_files.clear();
-}
 
 std::string text_of(const buffer *b)
 {
     return b->used > 0 ? std::string(b->ptr, b->used - 1) : std::string();
-}
-
-std::string joined(const std::set<std::string> &texts)
-{
-    std::string all;
-    for (const std::string &text : texts) all += "|" + text;
-    return all;
 }
 
 } // namespace
@@ -69,9 +48,9 @@ void append_piece(connection *con, const Piece &piece)
     const size_t size = piece.bytes.size();
     if (size == piece.offset) return;
     if (piece.kind == Piece::MEMORY) {
-        blocks.push_back(std::make_unique<char[]>(size + 1));
-        memcpy(blocks.back().get(), piece.bytes.data(), size);
-        hosted_append_memory_view(con, {blocks.back().get(), size}, piece.offset);
+        const char *const bytes = piece.bytes.c_str();
+        blocks.emplace_back(bytes, bytes + size + 1);
+        hosted_append_memory_view(con, {blocks.back().data(), size}, piece.offset);
         return;
     }
     int fd = memfd_create("body", MFD_CLOEXEC);
@@ -88,15 +67,16 @@ std::string text_of_uploads()
 {
     std::set<std::string> files;
     for (const auto &entry : fs::directory_iterator("/mnt/data")) {
-        std::ostringstream content;
+        std::ostringstream text;
+        text << "|" << entry.path().filename().string() << ":";
         if (fs::is_regular_file(entry.symlink_status())) {
-            content << std::ifstream(entry.path()).rdbuf();
+            text << std::ifstream(entry.path()).rdbuf();
         } else {
-            content << "(not a file)";
+            text << "(not a file)";
         }
-        files.insert(entry.path().filename().string() + ":" + content.str());
+        files.insert(text.str());
     }
-    return joined(files);
+    return std::accumulate(files.begin(), files.end(), std::string());
 }
 
 std::string text_of(const array *params)
@@ -104,23 +84,23 @@ std::string text_of(const array *params)
     std::set<std::string> pairs;
     for (size_t i = 0; i < params->used; ++i) {
         const auto *entry = reinterpret_cast<const data_string *>(params->data[i]);
-        pairs.insert(text_of(entry->key) + "=" + text_of(entry->value));
+        pairs.insert("|" + text_of(entry->key) + "=" + text_of(entry->value));
     }
-    return joined(pairs);
+    return std::accumulate(pairs.begin(), pairs.end(), std::string());
 }
 
-HostedModule::HostedModule()
+HostedModule::HostedModule(const std::string &version)
 {
-    hosted_log_to(keep_log_line);
+    hosted_log_to([](server *, const char *label, unsigned line, const char *text) {
+        server_log.push_back(std::string(label) + "." + std::to_string(line) + ": " + text);
+    });
     require(mod_kelto_sysmgmt_plugin_init(&descriptor) == 0, "the module registers");
     state = static_cast<plugin_data *>(descriptor.init());
     require(state != nullptr, "the module starts");
     state->id = id;
 
     /* The first request of the process asks for the version. */
-    the_daemon.on_message = [](const std::string &) {
-        the_daemon.sends(reply(44, 1, text_field("", 765) + text_field("rel5", 255)));
-    };
+    the_daemon.on_message = [&](const std::string &) { the_daemon.sends(version); };
     begin(HTTP_METHOD_GET, "/views");
     run();
     the_daemon.on_message = nullptr;
@@ -130,10 +110,10 @@ HostedModule::HostedModule()
 
 HostedModule::~HostedModule()
 {
+    begin(HTTP_METHOD_GET, "");
     descriptor.cleanup(nullptr, state);
     buffer_free(descriptor.name);
     hosted_connection_free(con);
-    forget_pieces();
     the_daemon.closes();
     the_daemon = {};
 }
@@ -141,7 +121,8 @@ HostedModule::~HostedModule()
 void HostedModule::begin(http_method_t method, std::string_view path)
 {
     hosted_connection_reset(con);
-    forget_pieces();
+    blocks.clear();
+    for (const int fd : std::exchange(named_files, {})) close(fd);
     con->request.http_method = method;
     hosted_set_path(con, path);
 }

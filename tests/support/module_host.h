@@ -20,7 +20,7 @@ void require(bool holds, const char *what);
 /* How many random sequences a test tries: 1,000, or what KELTO_SEQUENCES says. */
 int sequences_to_try();
 
-extern std::vector<std::string> server_log; /* "label.line: items" */
+inline std::vector<std::string> server_log; /* "label.line: items" */
 
 /* One chunk of a request's body; its first `offset` bytes are not of the body. */
 struct Piece {
@@ -43,7 +43,7 @@ public:
     static constexpr size_t id = 3; /* the plugin's index */
 
     /* The version that the user interface's paths carry is "rel5". */
-    HostedModule();
+    explicit HostedModule(const std::string &version = version_reply("rel5"));
     ~HostedModule();
     HostedModule(const HostedModule &) = delete;
     HostedModule &operator=(const HostedModule &) = delete;

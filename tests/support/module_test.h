@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <map>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "tests/support/module_host.h"
 
@@ -25,14 +25,12 @@ struct Answer {
     size_t mode;
     std::string path; /* as it is handed back to the server */
     std::string body;
-    std::vector<std::pair<std::string, std::string>> headers;
+    std::multimap<std::string, std::string> headers;
 
     std::string header(const std::string &name) const
     {
-        for (const auto &[key, value] : headers) {
-            if (key == name) return value;
-        }
-        return "";
+        const auto found = headers.find(name);
+        return found == headers.end() ? "" : found->second;
     }
 };
 
@@ -84,7 +82,7 @@ protected:
         const array *headers = hosted_response_headers(con);
         for (size_t i = 0; i < headers->used; ++i) {
             const auto *entry = reinterpret_cast<const data_string *>(headers->data[i]);
-            answer.headers.emplace_back(entry->key->ptr, entry->value->ptr);
+            answer.headers.emplace(entry->key->ptr, entry->value->ptr);
         }
         return answer;
     }
