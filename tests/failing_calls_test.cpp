@@ -74,58 +74,48 @@ protected:
         }
     }
 
-    void expect_good_exchange()
+    /* Lets the nth call fail. False when there are fewer. `whole`: the body when none fails. */
+    bool inject(const Scenario &scenario, const Outcome &outcome, int nth, bool from_then_on,
+                const std::string &whole)
     {
-        prepare(scenarios[0]);
-        EXPECT_EQ(answer().body, R"([ {"ntp" : 0, "genlock" : 0, "talkback" : 0} ])");
-    }
-};
-
-/* `whole`: the body when nothing fails. */
-void check(const Scenario &scenario, const Outcome &outcome, const Answer &answer,
-           const std::string &whole)
-{
-    const bool as_if_nothing =
-        outcome.may_succeed && answer.status == scenario.success && answer.body == whole;
-    const bool failed = outcome.may_fail && answer.status == scenario.failure;
-    EXPECT_TRUE(as_if_nothing || failed || answer.status == outcome.status)
-        << "status " << answer.status;
-    if (answer.status >= 200) return;
-    EXPECT_EQ(answer.result, HANDLER_ERROR);
-    EXPECT_FALSE(answer.finished);
-}
-
-TEST_F(FailingCalls, EndInTheirStatusAndLeaveNothingBehind)
-{
-    const uint64_t descriptors = open_descriptors();
-    int injected = 0;
-    /* Lets the nth call fail. False when there are fewer. */
-    std::string whole;
-    const auto inject = [&](const Scenario &scenario, const Outcome &outcome, int nth, bool on) {
         SCOPED_TRACE(scenario.path + " "s + outcome.call + " " + std::to_string(nth));
         prepare(scenario);
         state->msg_buf_size = 16384; /* so that long replies need their realloc */
-        Answer answer;
-        {
-            const FailingCall failing(outcome.call, nth, on);
-            answer = this->answer();
-            if (failing.calls() < nth) return false;
+        const Answer answer = [&] {
+            const FailingCall failing(outcome.call, nth, from_then_on);
+            return this->answer();
+        }();
+        if (FailingCall::calls < nth) return false;
+        const bool as_if_nothing =
+            outcome.may_succeed && answer.status == scenario.success && answer.body == whole;
+        const bool failed = outcome.may_fail && answer.status == scenario.failure;
+        EXPECT_TRUE(as_if_nothing || failed || answer.status == outcome.status)
+            << "status " << answer.status;
+        if (answer.status < 200) {
+            EXPECT_TRUE(answer.result == HANDLER_ERROR && !answer.finished);
         }
-        ++injected;
-        check(scenario, outcome, answer, whole);
-        expect_good_exchange();
+
+        prepare(scenarios[0]);
+        EXPECT_EQ(this->answer().body, R"([ {"ntp" : 0, "genlock" : 0, "talkback" : 0} ])");
         begin(HTTP_METHOD_GET, "");
         EXPECT_EQ(open_descriptors(), descriptors);
         return true;
-    };
+    }
+
+    const uint64_t descriptors = open_descriptors();
+};
+
+TEST_F(FailingCalls, EndInTheirStatusAndLeaveNothingBehind)
+{
+    int injected = 0;
     for (const Scenario &scenario : scenarios) {
         prepare(scenario);
         const Answer good = answer();
         ASSERT_EQ(good.status, scenario.success) << scenario.path;
-        whole = good.body;
         for (const Outcome &outcome : outcomes) {
             for (const bool from_then_on : {false, true}) {
-                for (int nth = 1; inject(scenario, outcome, nth, from_then_on);) ++nth;
+                for (int nth = 1; inject(scenario, outcome, nth, from_then_on, good.body); ++nth)
+                    ++injected;
             }
         }
     }

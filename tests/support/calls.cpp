@@ -16,52 +16,19 @@
 
 #include "sysmng/plugin_data.h"
 
-Daemon the_daemon;
-time_t fixed_time;
-timeval last_wait;
-int64_t clock_us;
-std::map<std::string, int> calls_made;
-std::string debug_output;
-short debug_events = POLLOUT;
-int interrupted_writes;
-size_t longest_write = SIZE_MAX, room_on_disk = SIZE_MAX;
-const plugin_data *guarded;
-
 namespace {
-
-struct {
-    std::string name; /* empty: nothing fails, nothing is counted */
-    int nth;
-    bool from_then_on;
-    int made;
-} failing;
 
 bool fails(const char *name, int error)
 {
-    if (failing.name != name) return false;
-    ++failing.made;
-    if (failing.nth == 0 || failing.made < failing.nth) return false;
-    if (failing.made > failing.nth && !failing.from_then_on) return false;
+    const FailingCall *failing = FailingCall::current;
+    if (!failing || strcmp(failing->name, name) != 0) return false;
+    const int n = ++FailingCall::calls;
+    if (n != failing->nth && (n < failing->nth || !failing->from_then_on)) return false;
     errno = error;
     return true;
 }
 
 } // namespace
-
-FailingCall::FailingCall(const std::string &name, int nth, bool from_then_on)
-{
-    failing = {name, nth, from_then_on, 0};
-}
-
-FailingCall::~FailingCall()
-{
-    failing.name.clear();
-}
-
-int FailingCall::calls() const
-{
-    return failing.made;
-}
 
 /* A call that passes its arguments on unless it is to fail. With a 64-bit off_t
  * the C library calls some of them by a second name. */
@@ -77,8 +44,6 @@ extern "C" {
 WRAP(void *, "malloc", malloc, ENOMEM, nullptr, (size_t size), (size))
 WRAP(void *, "calloc", calloc, ENOMEM, nullptr, (size_t count, size_t size), (count, size))
 WRAP(void *, "realloc", realloc, ENOMEM, nullptr, (void *old, size_t size), (old, size))
-WRAP(int, "socket", socket, EMFILE, -1, (int family, int type, int protocol),
-     (family, type, protocol))
 WRAP(long, "syscall", syscall, EINVAL, -1, (long number, long a, long b, long c, long d, long e),
      (number, a, b, c, d, e))
 WRAP(int, "open", open64, EMFILE, -1, (const char *path, int flags, mode_t mode),
@@ -132,32 +97,32 @@ int __wrap_poll(pollfd *files, nfds_t, int)
     return debug_events != 0;
 }
 
-/* Replaces `fd` by the module's end of a pair of sockets. */
-int __wrap_connect(int fd, const sockaddr *to, socklen_t)
+/* The module gets one end of a pair, and the daemon the other. */
+int __wrap_socket(int family, int type, int protocol)
 {
-    const auto *address = reinterpret_cast<const sockaddr_un *>(to);
-    const bool heard =
-        the_daemon.listens && strcmp(address->sun_path, "/tmp/sysmng_web_plugin.socket") == 0;
     int ends[2];
-    if (fails("connect", EAGAIN) || !heard || socketpair(AF_UNIX, SOCK_STREAM, 0, ends) != 0)
-        return -1;
-    fcntl(ends[0], F_SETFL, fcntl(fd, F_GETFL));
-    dup2(ends[0], fd);
-    __real_close(ends[0]);
+    if (fails("socket", EMFILE) || socketpair(family, type, protocol, ends) != 0) return -1;
     the_daemon.fd = ends[1];
-    return 0;
+    return ends[0];
+}
+
+int __wrap_connect(int, const sockaddr *to, socklen_t)
+{
+    const char *const path = reinterpret_cast<const sockaddr_un *>(to)->sun_path;
+    const bool heard = the_daemon.listens && strcmp(path, "/tmp/sysmng_web_plugin.socket") == 0;
+    if (heard && !fails("connect", EAGAIN)) return 0;
+    the_daemon.closes();
+    return -1;
 }
 
 ssize_t __real_recv(int fd, void *bytes, size_t count, int flags);
 ssize_t __wrap_recv(int fd, void *bytes, size_t count, int flags)
 {
-    ++calls_made["recv"];
     if (the_daemon.floods) the_daemon.sends(std::string(count, 'x'));
     if (fails("recv", EIO)) return -1;
-    char *const at = static_cast<char *>(bytes);
-    const char *const begin = guarded ? reinterpret_cast<char *>(guarded->msg_buf) : nullptr;
-    const char *const end = guarded ? begin + guarded->msg_buf_size : nullptr;
-    const bool is_reply = guarded && at >= begin && at < end;
+    auto *const at = static_cast<uint8_t *>(bytes);
+    const uint8_t *const end = guarded ? guarded->msg_buf + guarded->msg_buf_size : nullptr;
+    const bool is_reply = guarded && at >= guarded->msg_buf && at < end;
     if (is_reply) ASAN_UNPOISON_MEMORY_REGION(at, count);
     const ssize_t got = __real_recv(fd, bytes, count, flags);
     if (is_reply && got > 0)
@@ -168,7 +133,6 @@ ssize_t __wrap_recv(int fd, void *bytes, size_t count, int flags)
 ssize_t __real_send(int fd, const void *bytes, size_t count, int flags);
 ssize_t __wrap_send(int fd, const void *bytes, size_t count, int flags)
 {
-    ++calls_made["send"];
     if (fails("send", EPIPE)) return -1;
     const ssize_t sent = __real_send(fd, bytes, count, flags);
     if (sent <= 0) return sent;
@@ -182,35 +146,27 @@ ssize_t __wrap_send(int fd, const void *bytes, size_t count, int flags)
 int __real_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout);
 int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout)
 {
-    ++calls_made["select"];
     if (fails("select", EBADF)) return -1;
     last_wait = *timeout;
     const auto ready = [=] {
         fd_set set = *read;
         timeval none = {0, 0};
-        const int result = __real_select(count, &set, write, except, &none);
-        if (result > 0) *read = set;
-        return result;
+        return __real_select(count, &set, write, except, &none);
     };
     if (const int now = ready()) return now;
     const int64_t wait_us = timeout->tv_sec * 1000000 + timeout->tv_usec;
     std::deque<Late> &later = the_daemon.later;
-    const bool in_time = !later.empty() && later.front().pause_us <= wait_us;
-    const int64_t passed_us = in_time ? later.front().pause_us : wait_us;
+    const int64_t passed_us = later.empty() ? wait_us : std::min(wait_us, later[0].pause_us);
     clock_us += passed_us;
-    const int64_t left_us = wait_us - passed_us;
-    *timeout = {static_cast<time_t>(left_us / 1000000),
-                static_cast<suseconds_t>(left_us % 1000000)};
-    if (!later.empty()) later.front().pause_us -= passed_us;
-    if (!in_time) return 0;
-    const Late next = later.front();
+    *timeout = {static_cast<time_t>((wait_us - passed_us) / 1000000),
+                static_cast<suseconds_t>((wait_us - passed_us) % 1000000)};
+    if (later.empty() || (later[0].pause_us -= passed_us) > 0) return 0;
+    const std::string bytes = later[0].bytes;
     later.pop_front();
-    if (!next.is_signal) {
-        the_daemon.sends(next.bytes);
-        return ready();
-    }
     errno = EINTR;
-    return -1;
+    if (bytes.empty()) return -1;
+    the_daemon.sends(bytes);
+    return ready();
 }
 
 int __wrap_clock_gettime(clockid_t, timespec *now)
@@ -219,11 +175,8 @@ int __wrap_clock_gettime(clockid_t, timespec *now)
     return 0;
 }
 
-time_t __real_time(time_t *out);
-time_t __wrap_time(time_t *out)
+time_t __wrap_time(time_t *)
 {
-    if (fixed_time == 0) return __real_time(out);
-    if (out) *out = fixed_time;
     return fixed_time;
 }
 }
@@ -241,11 +194,7 @@ void Daemon::closes()
 
 uint64_t open_descriptors()
 {
-    pollfd all[64] = {};
-    for (int fd = 0; fd < 64; ++fd) all[fd].fd = fd;
-    const timespec none = {};
-    ppoll(all, 64, &none, nullptr); /* not poll, which is counted */
     uint64_t open = 0;
-    for (const pollfd &one : all) open = open << 1 | ((one.revents & POLLNVAL) == 0);
+    for (int fd = 0; fd < 64; ++fd) open = open << 1 | (fcntl(fd, F_GETFD) != -1);
     return open;
 }
