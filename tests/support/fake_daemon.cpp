@@ -66,7 +66,7 @@ bool FakeDaemon::serve(int fd)
     if (bytes.size() > 13) recv(fd, &bytes[13], bytes.size() - 13, MSG_WAITALL);
     const uint32_t command = u32_at(bytes, 0);
     const std::lock_guard lock(mutex);
-    requests.push_back({command, bytes.substr(13), bytes});
+    requests.push_back({command, bytes.substr(13)});
     std::deque<Answer> &next = answers_to(command);
     const Answer answer = next.front();
     if (next.size() > 1) next.pop_front();

@@ -28,7 +28,6 @@ using Answer = std::vector<Step>; /* none: silence */
 struct Request {
     uint32_t command;
     std::string payload;
-    std::string bytes; /* the whole message */
 };
 
 /* Its clients end before it does. */
