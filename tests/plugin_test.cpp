@@ -18,7 +18,6 @@ TEST_F(Registered, FillsItsDescriptor)
         EXPECT_EQ(descriptor.handle_trigger(nullptr, data), result);
         EXPECT_EQ(descriptor.connection_reset(nullptr, nullptr, data), result);
     }
-    EXPECT_EQ(descriptor.cleanup(nullptr, nullptr), HANDLER_GO_ON);
 }
 
 /* The leak checker sees what a failed init leaves behind. */
@@ -26,10 +25,6 @@ TEST_F(Registered, GivesEverythingBackWhenItCannotStart)
 {
     the_daemon.closes();
     const uint64_t before = open_descriptors();
-    the_daemon.listens = false;
-    EXPECT_EQ(descriptor.init(), nullptr);
-    EXPECT_EQ(open_descriptors(), before);
-    the_daemon.listens = true;
     const std::pair<const char *, int> calls[] = {
         {"calloc", 6}, {"socket", 1}, {"syscall", 1}, {"connect", 1}};
     for (const auto &[name, made] : calls) {
@@ -38,7 +33,7 @@ TEST_F(Registered, GivesEverythingBackWhenItCannotStart)
             const FailingCall failing(name, nth);
             void *const started = descriptor.init();
             EXPECT_EQ(started != nullptr, nth > made);
-            descriptor.cleanup(nullptr, started);
+            EXPECT_EQ(descriptor.cleanup(nullptr, started), HANDLER_GO_ON);
             the_daemon.closes();
             EXPECT_EQ(open_descriptors(), before);
         }

@@ -39,7 +39,6 @@ struct Late {
 
 /* The daemon. The module connects to it where the daemon's socket would be. */
 struct Daemon {
-    bool listens = true;
     std::function<void(const std::string &bytes)> on_message; /* while the module sends it */
     std::deque<Late> later; /* what it sends while the module waits */
     bool floods = false;    /* it sends more whenever the module receives */
