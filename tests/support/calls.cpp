@@ -146,7 +146,6 @@ int __real_select(int count, fd_set *read, fd_set *write, fd_set *except, timeva
 int __wrap_select(int count, fd_set *read, fd_set *write, fd_set *except, timeval *timeout)
 {
     if (fails("select", EBADF)) return -1;
-    last_wait = *timeout;
     const auto ready = [=] {
         fd_set set = *read;
         timeval none = {0, 0};

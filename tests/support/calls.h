@@ -54,7 +54,6 @@ inline Daemon the_daemon;
 uint64_t open_descriptors();
 
 inline time_t fixed_time;               /* what time() returns */
-inline timeval last_wait;               /* that a select was called with */
 inline int64_t clock_us;                /* the monotonic clock: it moves while the module waits */
 inline std::string debug_output;        /* what was written to standard error */
 inline short debug_events = POLLOUT;    /* that poll reports for standard error */
