@@ -1,6 +1,7 @@
 /* The example configuration's TLS, login, and rules for the pages of other sites. */
 #include <unistd.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -14,46 +15,23 @@ namespace {
 constexpr int reached = 405;
 constexpr int refused = 403;
 
-void replace(std::string &text, const std::string &part, const std::string &by)
-{
-    const size_t at = text.find(part);
-    ASSERT_NE(at, std::string::npos) << part;
-    text.replace(at, part.size(), by);
-}
-
 class Secure : public testing::Test {
 protected:
+    explicit Secure(bool has_regex = true) : with_regex(has_regex) {}
+
     void SetUp() override
     {
         if (access((server_under_test().own_modules + "/mod_openssl.so").c_str(), F_OK) != 0) {
             GTEST_SKIP() << "this server has no mod_openssl";
         }
-        make_certificate();
+        const std::string make_certificate =
+            "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -subj "
+            "/CN=appliance -addext subjectAltName=IP:127.0.0.1 -keyout " +
+            pem + " -out " + pem + " 2>/dev/null";
+        ASSERT_EQ(system(make_certificate.c_str()), 0);
         write_file(users, /* the password: right */
                    "admin:$6$appliance$bWGrLq2oQonzFAlzmWtp90V5/"
                    "UAfcm1j1B6/0gLRdxRHpXlPIKjqWODXagwIs.PnnnCa29vJ3dx2M.NByz0m11\n");
-        start();
-    }
-
-    virtual std::string configuration()
-    {
-        std::string text = read_file(KELTO_DEMO "/secure.conf");
-        replace(text, "# $SERVER[\"socket\"] == \"0.0.0.0:80\"",
-                "$SERVER[\"socket\"] == \"127.0.0.1:" + std::to_string(plain_port) + "\"");
-        return text;
-    }
-
-    void make_certificate()
-    {
-        Process openssl({"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt",
-                         "ec_paramgen_curve:prime256v1", "-nodes", "-subj", "/CN=appliance",
-                         "-addext", "subjectAltName=IP:127.0.0.1", "-keyout", pem, "-out", pem},
-                        directory.path + "/log");
-        ASSERT_TRUE(wait_until([&] { return !openssl.running(); }));
-    }
-
-    void start()
-    {
         try {
             server.emplace("include \"" KELTO_DEMO "/lighttpd.conf\"\n" + configuration() +
                            "ssl.pemfile := \"" + pem + "\"\nauth.backend.htpasswd.userfile := \"" +
@@ -64,6 +42,18 @@ protected:
         }
         host = "127.0.0.1:" + std::to_string(server->port());
         own_origin = "Origin: https://" + host;
+    }
+
+    std::string configuration() const
+    {
+        std::string text = read_file(KELTO_DEMO "/secure.conf");
+        const std::string plain = "# $SERVER[\"socket\"] == \"0.0.0.0:80\"";
+        text.replace(text.find(plain), plain.size(),
+                     "$SERVER[\"socket\"] == \"127.0.0.1:" + std::to_string(plain_port) + "\"");
+        if (with_regex) return text;
+        text.erase(text.find("# From here on, a server without regular expressions"));
+        EXPECT_EQ(text.find("~ \""), std::string::npos);
+        return text + read_file(KELTO_DEMO "/secure-without-regex.conf");
     }
 
     HttpClient client(const std::string &login, const std::vector<std::string> &headers = {},
@@ -84,6 +74,7 @@ protected:
         }
     }
 
+    const bool with_regex;
     FakeDaemon daemon;
     const PrivateDirectory directory;
     const std::string pem = directory.path + "/server.pem", users = directory.path + "/users";
@@ -98,7 +89,7 @@ const std::vector<std::string> api_paths = {"/api/uptime",   "//api/uptime/",
 
 TEST_F(Secure, OnlyALoginReachesTheDaemon)
 {
-    const HttpClient reader = client("");
+    const HttpClient reader = client(""), user = client("admin:right");
     std::vector<std::string> paths = api_paths;
     paths.insert(paths.end(), {"/api/stream/7", "/api", "/api/none"});
     for (const std::string &path : paths) {
@@ -114,7 +105,6 @@ TEST_F(Secure, OnlyALoginReachesTheDaemon)
     EXPECT_TRUE(daemon.take_requests().empty());
     EXPECT_NE(access("/mnt/data/x", F_OK), 0);
 
-    const HttpClient user = client("admin:right");
     EXPECT_EQ(reader.get("/index.html").header("location"), "/vrel5/index.html");
     EXPECT_EQ(reader.get("/vrel5/index.html").status, 200);
     daemon.answer(37, {Step::send(reply(37, 1, "\1"))});
@@ -146,10 +136,7 @@ TEST_F(Secure, AWrongPasswordIsLoggedAndEndsTheConnection)
 TEST_F(Secure, BrowsersAreLetInFromOwnPagesOnly)
 {
     const std::string other_port = "Origin: https://127.0.0.1:" + std::to_string(plain_port);
-    const struct {
-        int status;
-        std::vector<std::string> headers;
-    } cases[] = {
+    const std::pair<int, std::vector<std::string>> cases[] = {
         {reached, {}},
         {reached, {"Sec-Fetch-Site: same-origin"}},
         {reached, {"Sec-Fetch-Site: none"}},
@@ -202,10 +189,7 @@ TEST_F(Secure, NoSpellingOfThePathGetsAround)
 TEST_F(Secure, EveryAnswerHasTheHeaders)
 {
     daemon.answer(37, {Step::send(reply(37, 1, "\1"))});
-    const struct {
-        int status;
-        Response response;
-    } cases[] = {
+    const std::pair<int, Response> cases[] = {
         {200, client("admin:right").get("/api/services")},
         {405, client("admin:right").request("DELETE", "/api/services")},
         {401, client("").get("/api/services")},
@@ -245,17 +229,8 @@ TEST_F(Secure, TheLoginIsForTlsOnly)
 }
 
 /* The rules for servers without regular expressions: any server takes them. */
-class SecureWithoutRegex : public Secure {
-protected:
-    std::string configuration() override
-    {
-        std::string text = Secure::configuration();
-        const size_t end = text.find("# From here on, a server without regular expressions");
-        EXPECT_NE(end, std::string::npos);
-        text = text.substr(0, end) + read_file(KELTO_DEMO "/secure-without-regex.conf");
-        EXPECT_EQ(text.find("~ \""), std::string::npos);
-        return text;
-    }
+struct SecureWithoutRegex : public Secure {
+    SecureWithoutRegex() : Secure(false) {}
 };
 
 TEST_F(SecureWithoutRegex, BrowsersAreLetInFromOwnPagesAndByLinks)
