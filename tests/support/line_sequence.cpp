@@ -144,7 +144,8 @@ void LineSequence::make_slow_event()
 void LineSequence::restart_server()
 {
     check_order();
-    restart();
+    stop();
+    start();
     late.clear();
     stray.clear();
 }

@@ -1,7 +1,6 @@
 #include "tests/support/line_server.h"
 
 #include <sys/ioctl.h>
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <string_view>
@@ -34,14 +33,6 @@ namespace {
 stock_text stock(std::string_view text)
 {
     return {text.data(), text.size()};
-}
-
-int file_with(const std::string &bytes)
-{
-    const int fd = memfd_create("body", MFD_CLOEXEC);
-    const auto size = static_cast<ssize_t>(bytes.size());
-    require(write(fd, bytes.data(), bytes.size()) == size, "a file");
-    return fd;
 }
 
 void add_body(Client &client, const std::vector<Piece> &body)
@@ -92,12 +83,6 @@ void LineServer::stop()
     unlink("/mnt/data/up.bin");
     the_daemon.closes();
     the_daemon = {};
-}
-
-void LineServer::restart()
-{
-    stop();
-    start();
 }
 
 Client &LineServer::come(const std::string &path, int number, http_method_t method,

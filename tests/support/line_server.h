@@ -50,8 +50,8 @@ public:
     LineServer(const LineServer &) = delete;
     LineServer &operator=(const LineServer &) = delete;
 
-    /* Ends, whatever is under way or in line, and starts again: with the version "rel5". */
-    void restart();
+    void start(); /* with the version "rel5" */
+    void stop();  /* whatever is under way or in line */
 
     Client &come(const std::string &path, int number = 0, http_method_t method = HTTP_METHOD_GET,
                  const std::vector<Piece> &body = {});
@@ -71,8 +71,6 @@ public:
     std::vector<std::pair<uint32_t, std::string>> commands; /* that the daemon got, with payloads */
 
 private:
-    void start();
-    void stop(); /* no request may be left */
     static void take_answer(Client &client);
 
     void *state;

@@ -37,10 +37,32 @@ void require(bool holds, const char *what)
     abort();
 }
 
+std::string escaped_naively(const std::string &field)
+{
+    std::string escaped;
+    for (const char c : field.substr(0, field.find('\0'))) {
+        std::string one(1, c);
+        if (c == '<') one = "&lt;";
+        if (c == '>') one = "&gt;";
+        if (c == '"' || c == '\\') one.insert(0, "\\");
+        if (escaped.size() + one.size() >= field.size()) break;
+        escaped += one;
+    }
+    return escaped;
+}
+
 int sequences_to_try()
 {
     const char *value = getenv("KELTO_SEQUENCES");
     return value ? atoi(value) : 1000;
+}
+
+int file_with(const std::string &bytes)
+{
+    const int fd = memfd_create("body", MFD_CLOEXEC);
+    const auto size = static_cast<ssize_t>(bytes.size());
+    require(write(fd, bytes.data(), bytes.size()) == size, "a file");
+    return fd;
 }
 
 void append_piece(connection *con, const Piece &piece)
@@ -53,8 +75,7 @@ void append_piece(connection *con, const Piece &piece)
         hosted_append_memory_view(con, {blocks.back().data(), size}, piece.offset);
         return;
     }
-    int fd = memfd_create("body", MFD_CLOEXEC);
-    require(write(fd, piece.bytes.data(), size) == static_cast<ssize_t>(size), "a file");
+    int fd = file_with(piece.bytes);
     const std::string name = "/proc/self/fd/" + std::to_string(fd);
     if (piece.kind == Piece::NAMED_FILE) {
         named_files.push_back(fd);

@@ -17,6 +17,9 @@ extern "C" int mod_kelto_sysmgmt_plugin_init(plugin *descriptor);
 /* Ends the process unless the condition holds. */
 void require(bool holds, const char *what);
 
+/* What the text in a field is escaped to, taken one character after the other. */
+std::string escaped_naively(const std::string &field);
+
 /* How many random sequences a test tries: 1,000, or what KELTO_SEQUENCES says. */
 int sequences_to_try();
 
@@ -29,6 +32,8 @@ struct Piece {
     Kind kind = MEMORY;
     size_t offset = 0;
 };
+
+int file_with(const std::string &bytes); /* without a name; its descriptor */
 
 /* Appends to the body. Memory ends where the piece does. */
 void append_piece(connection *con, const Piece &piece);
