@@ -53,7 +53,7 @@ void check_answer(connection *con, const plugin_data *p, handler_t result)
  * price, and so is memory that was freed long ago. */
 extern "C" const char *__asan_default_options()
 {
-    return "malloc_context_size=4:quarantine_size_mb=8:thread_local_quarantine_size_kb=256";
+    return "malloc_context_size=2:quarantine_size_mb=8:thread_local_quarantine_size_kb=256";
 }
 
 bool is_json(std::string_view text)
