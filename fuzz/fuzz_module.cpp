@@ -139,13 +139,14 @@ void probe(Sequence &sequence)
     the_daemon.on_message = [](const std::string &message) {
         the_daemon.sends(reply(command_of(message), 1, std::string(32, 'M')));
     };
-    for (int round = -2; round < sequence.left_over; ++round) {
+    bool right = false;
+    for (int round = -2; round < sequence.left_over && !right; ++round) {
         sequence.module.begin(HTTP_METHOD_GET, "/api/changes");
         sequence.module.run();
+        right = hosted_response_body(sequence.module.con)
+                    .starts_with("[ {\"channelList\" : 1296911693, ");
     }
-    const std::string_view body = hosted_response_body(sequence.module.con);
-    const bool right = body.starts_with("[ {\"channelList\" : 1296911693, ");
-    require(sequence.connected ? right : sequence.module.con->http_status == 500,
+    require(right == sequence.connected && (right || sequence.module.con->http_status == 500),
             "the link works, or fails");
 }
 

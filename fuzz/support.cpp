@@ -58,6 +58,8 @@ extern "C" const char *__asan_default_options()
 
 bool is_json(std::string_view text)
 {
+    static std::string before; /* many answers are those of the request before */
+    if (text == before) return true;
     std::string json(text);
     for (char &c : json) {
         if (!isprint(static_cast<unsigned char>(c))) c = ' ';
@@ -65,7 +67,9 @@ bool is_json(std::string_view text)
     for (const char *word : {"nan", "inf"}) {
         for (size_t at = 0; (at = json.find(word, at)) != json.npos;) json.replace(at, 3, "0.0");
     }
-    return nlohmann::json::accept(json);
+    if (!nlohmann::json::accept(json)) return false;
+    before = text;
+    return true;
 }
 
 Cuts::Cuts(FuzzedDataProvider &input)
