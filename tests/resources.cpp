@@ -1,6 +1,7 @@
 #include "tests/resources.h"
 
 #include <cctype>
+#include <cstring>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -19,10 +20,12 @@ Field field_at(size_t at, std::istringstream &words)
     Field field = {at, "", "", 'i'};
     words >> field.key >> std::ws;
     std::getline(words, field.value);
-    const char first = field.value[0];
-    if (first == '\'') field = {at, field.key, field.value.substr(1, field.value.size() - 2), 't'};
-    if (first == 'u' || first == '#') field = {at, field.key, field.value.substr(1), first};
-    if (first == 't' || first == 'f') field.kind = 'b';
+    const char first = field.value[0], last = field.value.back();
+    if (isalpha(first)) field.kind = 'b';
+    if (strchr("'u#~[{", first)) {
+        const bool closed = strchr("']}", last);
+        field = {at, field.key, field.value.substr(1, field.value.size() - 1 - closed), first};
+    }
     return field;
 }
 

@@ -17,7 +17,7 @@ constexpr http_method_t PUT = HTTP_METHOD_PUT, DELETE = HTTP_METHOD_DELETE;
 struct Field {
     size_t at;
     std::string key, value;
-    char kind; /* of value: t b i u # */
+    char kind; /* of value: ' u # ~ [ {, or b: a flag, i: an int32 */
 };
 using Fields = std::vector<Field>;
 
