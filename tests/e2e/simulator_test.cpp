@@ -219,66 +219,17 @@ TEST_F(Simulator, DoesWhatALineSaysFromAFileAndTyped)
     }
 }
 
+/* Each line is wrong; what is said of it is in another file. */
 TEST_F(Simulator, DoesNotStartWithAFileThatIsWrong)
 {
-    using Lines = std::vector<std::pair<std::string, std::string>>;
-    const Lines scenario = {
-        {"at 10 CMD_CHANNEL_STOP", "at takes a time such as 10s, 500ms or 1m30s"},
-        {"at 10s every 5s", "there is nothing to do"},
-        {"every 50ms clear", "every takes 100ms at least"},
-        {"at 1s until 3s clear", "until takes every"},
-        {"over 0s leds ntp=1..2", "over takes a time above 0"},
-        {"at 1s at 2s clear", "at is given twice"},
-        {"every 2s repeat", "repeat takes at alone, of 1s or more"},
-        {"CMD_LOGIN_NEW", "the daemon has no command CMD_LOGIN_NEW"},
-        {"CMD_STREAM_DEL three", "CMD_STREAM_DEL takes an identifier, or last"},
-        {"CMD_CHANNEL_STOP 4", "CMD_CHANNEL_STOP takes nothing"},
-        {"CMD_STREAM_NEW name", "\"name\" is not KEY=VALUE"},
-        {"CMD_STREAM_NEW nam=x", "stream has no \"nam\""},
-        {"CMD_STREAM_NEW port=70000", "port: The port must be from 1 to 65535."},
-        {"CMD_STREAM_NEW isSap=yes", "isSap takes true or false"},
-        {"CMD_DECODER_AUDIO_SET aesOutput1=01", "aesOutput1 takes 4 digits, each 0 or 1"},
-        {"zixi_stats jitter=1..2",
-         "jitter takes a whole number from -2147483648 to 2147483647; a range needs over"},
-        {"over 3s channel_info vitc=1..2", "vitc takes a range of numbers, as 0..100 or ..100"},
-        {"over 3s CMD_CHANNEL_STOP", "a command takes no time; over is for the values of reports"},
-        {"release security",
-         "there is no report \"security\"; the reports are channel, channel_info, ports, leds, "
-         "upgrade_status, "
-         "freespace, uptime, changes, zixi_stats, srt_stats"},
-        {"fault delay", "delay takes a number of milliseconds, at most 16777216."},
-    };
-    const Lines recording = {
-        {"reply success", "a recording begins with request"},
-        {"request CMD_NONE", "there is no command \"CMD_NONE\""},
-        {"reply well", "a reply is success, refused, unknown-command, damaged-request or a number"},
-        {"request CMD_LEDS_GET x", "\"x\" is no identifier"},
-        {"record", "CMD_LEDS_GET has no record here; write hex"},
-        {"reply success", ""},
-        {"ntp = 1", "a field must follow record"},
-        {"record", ""},
-        {"ntp = one", "ntp takes a whole number from -2147483648 to 2147483647"},
-        {"ldap = 1", "leds has no \"ldap\""},
-        {"reply success", "this request has a reply already"},
-        {"hex 0g", "\"0g\" is no byte of two hex digits"},
-        {"request CMD_SAP_SET", ""},
-        {"record", ""},
-        {"ipAddress = 1.2.3.4", "ipAddress is a text in double quotes"},
-        {"request 61", "the last request has no reply"},
-        {"", "the last request has no reply"},
-    };
-    for (const auto &[option, lines] :
-         {std::pair("--scenario", scenario), {"--replay", recording}}) {
-        std::string text, said;
-        for (size_t i = 0; i < lines.size(); ++i) {
-            const auto &[line, problem] = lines[i];
-            const std::string place = "sysmngd-sim: " + file + ":" + std::to_string(i + 1) + ": ";
-            text += line + "\n";
-            if (!problem.empty()) said += place + problem + "\n";
-        }
-        write_file(file, text);
-        EXPECT_EQ(refuse_to_start(option, file), said);
+    for (const auto &[option, name] :
+         {std::pair("--scenario", "/wrong.scenario"), {"--replay", "/wrong.recording"}}) {
+        const std::string wrong = SIMULATOR_FILES + std::string(name);
+        const std::regex place("sysmngd-sim: .*" + std::string(name) + ":");
+        EXPECT_EQ(std::regex_replace(refuse_to_start(option, wrong), place, ""),
+                  read_file(wrong + ".said"));
     }
+    write_file(file, "");
     EXPECT_EQ(refuse_to_start("--record", file),
               "sysmngd-sim: " + file + ": it is there already, and is not written over\n");
 }
@@ -327,46 +278,6 @@ std::string recorded(const std::string &file)
     return std::regex_replace(read_file(file), std::regex("# [0-9.]+ s, client 1\n"), "");
 }
 
-const std::string session =
-    R"(# A session that sysmngd-sim --replay answers from.
-
-request CMD_SERVICES_GET
-reply success
-  record
-    discovery = true
-
-request CMD_SERVICES_SET
-  record
-reply success
-
-request CMD_SERVICES_GET
-reply success
-  record
-    discovery = false
-
-request CMD_STREAM_DEL 99
-reply refused
-
-request CMD_CONFIGURATION_SET
-  record
-    id = 1
-    name = "x \"y\" \\\n\x01"
-    isAutoStart = true
-reply success
-
-request CMD_SAP_SET
-  record
-    port = 0
-reply refused
-  record
-    message = "The port must be from 1 to 65535."
-    property = "port"
-
-request CMD_LOGIN_NEW
-  hex 3f ff
-reply unknown-command
-)";
-
 TEST_F(Simulator, AnswersFromARecordedSession)
 {
     const std::string name = text_field("x \"y\" \\\n\1", 255), nothing = text_field("", 510);
@@ -383,7 +294,7 @@ TEST_F(Simulator, AnswersFromARecordedSession)
     std::vector<std::pair<uint32_t, std::string>> replies;
     for (const auto &[code, request] : requests) replies.push_back(ask(code, request));
     EXPECT_EQ(process->stop(), 0);
-    EXPECT_EQ(recorded(file), session);
+    EXPECT_EQ(recorded(file), read_file(SIMULATOR_FILES "/recorded"));
 
     write_file(file, std::regex_replace(read_file(file), std::regex("from 1"), "from 7"));
     start("", {"--replay", file});
