@@ -8,47 +8,24 @@
 #include <memory>
 
 #include "fuzz/support.h"
-#include "handlers/admin/records.h"
-#include "handlers/status/records.h"
-#include "handlers/stream_decoder/records.h"
 #include "reply/escape.h"
 #include "reply/render.h"
+#include "simulator/commands.h"
+#include "sysmng/command.h"
 
 namespace {
 
-using namespace records;
-
-const Record *const all_records[] = {&network_interface_record,
-                                     &sap_record,
-                                     &sap_stream_record,
-                                     &security_record,
-                                     &certificate_request_record,
-                                     &notice_record,
-                                     &sysdatetime_record,
-                                     &ports_record,
-                                     &leds_record,
-                                     &services_record,
-                                     &configuration_record,
-                                     &general_info_record,
-                                     &package_request_record,
-                                     &operation_result_record,
-                                     &upgrade_status_record,
-                                     &freespace_record,
-                                     &uptime_record,
-                                     &changes_record,
-                                     &zixi_stats_record,
-                                     &srt_stats_record,
-                                     &stream_record,
-                                     &decoder_video_record,
-                                     &decoder_audio_record,
-                                     &decoder_configuration_record,
-                                     &decoder_vbianc_record,
-                                     &decoder_talkback_record,
-                                     &decoder_summary_record,
-                                     &channel_record,
-                                     &channel_video_record,
-                                     &channel_audio_record,
-                                     &channel_info_record};
+/* Of every command, what it sends and what it gets. */
+std::vector<const Record *> find_records()
+{
+    std::vector<const Record *> records;
+    for (uint32_t code = 0; code <= CMD_MAX_NUM; ++code) {
+        for (const Record *record : {request_record(code), reply_record(code, RESULT_SUCCESS)}) {
+            if (record) records.push_back(record);
+        }
+    }
+    return records;
+}
 
 uint64_t number(const std::string &bytes)
 {
@@ -128,7 +105,8 @@ std::string escaped_in_place(const std::string &field)
 
 void fuzz_one(FuzzedDataProvider &input)
 {
-    const Record &record = *input.PickValueInArray(all_records);
+    static const std::vector<const Record *> records = find_records();
+    const Record &record = *records[input.ConsumeIntegralInRange<size_t>(0, records.size() - 1)];
     const auto room = input.ConsumeIntegralInRange<size_t>(0, LONGEST_OBJECT);
     const std::string filling = input.ConsumeRemainingBytesAsString();
     if (filling.empty()) return;
