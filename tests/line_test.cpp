@@ -42,6 +42,11 @@ TEST_F(Line, TimesOutOneByOne)
     EXPECT_EQ(now.commands_timed_out, before.commands_timed_out + 3);
     EXPECT_EQ(now.commands_failed, before.commands_failed);
     EXPECT_EQ(now.longest_wait_ms, 89995u);
+    come("/api/leds");
+    the_daemon.sends(reply(get_leds, 0, ""));
+    turn_while_there_is_work();
+    EXPECT_EQ(module_get_statistics().commands_failed, before.commands_failed + 1)
+        << "one that was refused";
 }
 
 /* A daemon that takes its time holds up others once: the commands after it leave the thread at
