@@ -46,7 +46,7 @@ protected:
         const std::vector<Request> requests = daemon.take_requests();
         ASSERT_EQ(requests.size(), 1u);
         EXPECT_EQ(requests[0].command, command);
-        EXPECT_EQ(to_hex(requests[0].payload), to_hex(payload));
+        EXPECT_EQ(requests[0].payload, payload);
     }
 
     void expect_written(const Response &response, const std::string &record)

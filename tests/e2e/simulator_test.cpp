@@ -141,7 +141,7 @@ TEST_F(Simulator, MakesTheFaultsThatAreTyped)
         const std::string answer = fault + ", 1 to go\n";
         EXPECT_TRUE(wait_until([&] { return read_file(log).ends_with(answer); }));
         send(message(58, ""));
-        EXPECT_EQ(to_hex(receive(expected.size())), to_hex(expected));
+        EXPECT_EQ(receive(expected.size()), expected);
         send(message(57, ""));
         EXPECT_EQ(receive(13).empty(), fault == "close@57") << "just once";
         EXPECT_EQ(process->stop(), 0);
@@ -211,7 +211,7 @@ TEST_F(Simulator, DoesWhatALineSaysFromAFileAndTyped)
                 record = ask(effect.code, effect.request).second;
                 record.resize(std::max(record.size(), effect.offset));
                 return record.compare(effect.offset, effect.bytes.size(), effect.bytes) == 0;
-            })) << to_hex(record);
+            })) << testing::PrintToString(record);
         }
         usleep(30000);
         EXPECT_EQ(u32_at(ask(59).second, 4), 10U) << "no more from then on";
@@ -267,7 +267,8 @@ TEST_F(Simulator, LetsAnUpgradeFail)
     for (const std::string &end :
          {failed + u32(42), failed + u32(60), u32(2) + text_field("Finished", 255) + u32(100)}) {
         EXPECT_EQ(ask(47, text_field(input, 4096)).first, 1U);
-        EXPECT_TRUE(wait_until([&] { return ask(48).second == end; })) << to_hex(ask(48).second);
+        EXPECT_TRUE(wait_until([&] { return ask(48).second == end; }))
+            << testing::PrintToString(ask(48).second);
     }
     EXPECT_EQ(u32_at(ask(59).second, 28), 1U) << "the software has changed once";
 }

@@ -1,6 +1,5 @@
 #include "tests/support/messages.h"
 
-#include <cstdio>
 #include <numeric>
 
 std::string u32(uint32_t value)
@@ -22,17 +21,6 @@ std::string text_field(const std::string &text, size_t width)
     std::string field = text;
     field.resize(width, '\0');
     return field;
-}
-
-std::string to_hex(const std::string &bytes)
-{
-    std::string digits;
-    for (const char c : bytes) {
-        char pair[4];
-        snprintf(pair, sizeof(pair), "%02X ", static_cast<uint8_t>(c));
-        digits += pair;
-    }
-    return digits;
 }
 
 namespace {

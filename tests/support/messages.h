@@ -14,7 +14,6 @@
 std::string u32(uint32_t value);
 uint32_t u32_at(const std::string &bytes, size_t at);
 std::string text_field(const std::string &text, size_t width); /* cut or filled up with NULs */
-std::string to_hex(const std::string &bytes);                  /* "2C 00 " */
 
 std::string message(uint32_t type, const std::string &payload, uint32_t tag = 0xFFFFFFFF);
 std::string reply(uint32_t command, uint32_t result, uint32_t data_len, const std::string &record);
