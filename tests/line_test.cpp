@@ -4,6 +4,7 @@
 
 #include <cstring>
 #include <random>
+#include <set>
 
 #include "tests/resources.h"
 #include "tests/support/line_sequence.h"
@@ -16,13 +17,6 @@ struct NoDescriptorLeft {
 };
 
 class Line : public testing::Test, NoDescriptorLeft, protected LineServer {};
-
-void expect_own_answer(const Client &client)
-{
-    const std::string own = "\"id\" : \"" + std::to_string(client.number) + "\"";
-    EXPECT_EQ(client.status, 200);
-    EXPECT_NE(client.body.find(own), std::string::npos) << client.path << " got " << client.body;
-}
 
 /* Each waits the whole time for its own command, and only its own. */
 TEST_F(Line, TimesOutOneByOne)
@@ -76,27 +70,7 @@ TEST_F(Line, WaitsOnTheSpotForADaemonThatIsQuick)
     reply_to_last();
 }
 
-TEST_F(Line, ForgetsClientsThatLeave)
-{
-    for (int i = 1; i <= 4; ++i) come(path_of(i), i);
-    leave(clients[0]); /* its command is under way */
-    leave(clients[2]);
-    log_of_departed.clear();
-    reply_to_last();
-    EXPECT_EQ(log_of_departed.back(), "Will return SUCCESS ");
-    ASSERT_EQ(commands.size(), 2u);
-    EXPECT_EQ(u32_at(commands.back().second, 0), 2u);
-    reply_to_last();
-    expect_own_answer(clients[1]);
-    EXPECT_EQ(u32_at(commands.back().second, 0), 4u);
-    leave(clients[3]);
-    reply_to_last();
-    EXPECT_EQ(commands.size(), 3u);
-    EXPECT_EQ(module_get_statistics().requests_waiting, 0u);
-    come(path_of(5), 5);
-    reply_to_last();
-    expect_own_answer(clients[4]);
-}
+const std::set<std::string> with_form = {"WRITE", "WRITE_ITEM", "CREATE", "SUBMIT"};
 
 /* They do nothing to the one that waits, whatever its route. */
 TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
@@ -107,19 +81,16 @@ TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
             const auto ask = [&]() -> Client & {
                 return come(route.path, 0, action.method, {{"name=x&id=3"}});
             };
-            if (action.kind == resources::NONE) {
+            if (action.kind == "NONE") {
                 EXPECT_EQ(ask().request, nullptr);
                 continue;
             }
-            const bool has_form =
-                action.kind == resources::WRITE || action.kind == resources::WRITE_ITEM ||
-                action.kind == resources::CREATE || action.kind == resources::SUBMIT;
             std::string answers[2];
             for (std::string &answer : answers) {
                 clients.clear();
                 const Client &client = ask();
                 ASSERT_NE(client.request, nullptr);
-                EXPECT_EQ(module_needs_body(client.request) != 0, has_form);
+                EXPECT_EQ(module_needs_body(client.request) != 0, with_form.contains(action.kind));
                 for (const auto &[path, method, status] : quick_answers) {
                     if (&answer == &answers[0]) break;
                     const Client &quick = come(path, 0, method);
@@ -129,7 +100,7 @@ TEST_F(Line, HoldsUpNobodyWhoNeedsNoDaemon)
                 Client &behind = ask();
                 EXPECT_TRUE(behind.request && module_is_in_line(behind.request));
                 leave(behind);
-                const size_t size = action.kind == resources::SUBMIT ? 266 : route.size;
+                const size_t size = action.kind == "SUBMIT" ? 266 : route.size;
                 the_daemon.sends(reply(action.command, 1, std::string(size, 'r')));
                 turn_while_there_is_work();
                 EXPECT_EQ(client.request, nullptr);
@@ -180,19 +151,6 @@ TEST_F(Line, EndsWithTheServer)
     leave(clients[0]);
     EXPECT_EQ(text_of_uploads(), "");
     come(path_of(1), 1);
-    leave(clients[1]);
-}
-
-/* One that waits for the rest of the reply before, and would then wait for its own. */
-TEST_F(Line, EndsWithTheServerWhereTwoWaitsAreAhead)
-{
-    come(path_of(1), 1);
-    the_daemon.sends(reply(39, 1, std::string(770, '\0')).substr(0, 100));
-    turn_while_there_is_work();
-    time_is_up();
-    EXPECT_EQ(clients[0].status, 404);
-    come(path_of(2), 2);
-    EXPECT_EQ(commands.size(), 1u);
     leave(clients[1]);
 }
 

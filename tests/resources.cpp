@@ -33,14 +33,9 @@ Action action(const std::string &method, std::istringstream &words)
 {
     static const std::map<std::string, http_method_t> methods = {
         {"GET", GET}, {"POST", POST}, {"PUT", PUT}, {"DELETE", DELETE}};
-    static const std::map<std::string, Kind> kinds = {
-        {"READ", READ},     {"LIST", LIST},     {"READ_ITEM", READ_ITEM},   {"WRITE", WRITE},
-        {"CREATE", CREATE}, {"SUBMIT", SUBMIT}, {"WRITE_ITEM", WRITE_ITEM}, {"RUN", RUN},
-        {"REMOVE", REMOVE}, {"NONE", NONE},     {"RUN_ITEM", RUN_ITEM}};
-    std::string kind;
-    uint32_t command = 0;
-    words >> kind >> command;
-    return {methods.at(method), kinds.at(kind), command};
+    Action action = {methods.at(method), "", 0};
+    words >> action.kind >> action.command;
+    return action;
 }
 
 void add_line(Table &table, Fields *&fields, const std::string &line)

@@ -8,9 +8,6 @@
 
 namespace resources {
 
-/* The ways in which handlers answer. */
-enum Kind { READ, LIST, READ_ITEM, WRITE, WRITE_ITEM, CREATE, SUBMIT, RUN, RUN_ITEM, REMOVE, NONE };
-
 constexpr http_method_t GET = HTTP_METHOD_GET, POST = HTTP_METHOD_POST;
 constexpr http_method_t PUT = HTTP_METHOD_PUT, DELETE = HTTP_METHOD_DELETE;
 
@@ -23,7 +20,7 @@ using Fields = std::vector<Field>;
 
 struct Action {
     http_method_t method;
-    Kind kind;
+    std::string kind; /* the way in which it answers */
     uint32_t command;
 };
 

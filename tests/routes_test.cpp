@@ -14,24 +14,19 @@ struct Outcome {
     bool has_form; /* the request has a body that is read */
     bool sends_id;
 };
-const Outcome outcomes[] = {
-    {200, 500, true, false, false},  /* READ */
-    {200, 500, true, false, false},  /* LIST */
-    {200, 404, true, false, true},   /* READ_ITEM */
-    {204, 500, true, true, false},   /* WRITE */
-    {204, 404, true, true, false},   /* WRITE_ITEM */
-    {201, 500, true, true, false},   /* CREATE */
-    {200, 500, true, true, false},   /* SUBMIT */
-    {204, 500, false, false, false}, /* RUN */
-    {204, 500, false, false, true},  /* RUN_ITEM */
-    {204, 404, true, false, true},   /* REMOVE */
+const std::map<std::string, Outcome> outcomes = {
+    {"READ", {200, 500, true, false, false}},      {"LIST", {200, 500, true, false, false}},
+    {"READ_ITEM", {200, 404, true, false, true}},  {"WRITE", {204, 500, true, true, false}},
+    {"WRITE_ITEM", {204, 404, true, true, false}}, {"CREATE", {201, 500, true, true, false}},
+    {"SUBMIT", {200, 500, true, true, false}},     {"RUN", {204, 500, false, false, false}},
+    {"RUN_ITEM", {204, 500, false, false, true}},  {"REMOVE", {204, 404, true, false, true}},
 };
 
 /* Of the record that a reply must hold; 0: none. */
 size_t reply_size(const Route &route, const Action &action)
 {
-    if (action.kind == SUBMIT) return 266;
-    return action.method == GET || action.kind == CREATE ? route.size : 0;
+    if (action.kind == "SUBMIT") return 266;
+    return action.method == GET || action.kind == "CREATE" ? route.size : 0;
 }
 
 const char *const method_names[] = {"GET", "HEAD", "POST", "PUT", "DELETE"};
@@ -80,7 +75,7 @@ protected:
     /* The daemon's reply, or its silence, to one action, and what comes of it. */
     void check(const Route &route, const Action &action)
     {
-        const auto [success, failure, error, has_form, sends_id] = outcomes[action.kind];
+        const auto [success, failure, error, has_form, sends_id] = outcomes.at(action.kind);
         const uint32_t command = action.command;
         const std::string record(reply_size(route, action), '\0');
         const std::string form = has_form ? "name=x" : "";
@@ -100,7 +95,9 @@ protected:
         EXPECT_EQ(message.type, command);
         EXPECT_EQ(message.tag, 0xFFFFFFFF);
         const std::string payload = sends_id ? u32(12) + u32(12) : "";
-        EXPECT_TRUE(has_form || message.payload == payload) << to_hex(message.payload);
+        if (!has_form) {
+            EXPECT_EQ(message.payload, payload);
+        }
 
         expect_failure(reply(command, 0, ""), failure);
         expect_failure("", 408);
@@ -109,8 +106,8 @@ protected:
             expect_failure(reply(command, 1, record.substr(1)), failure);
             expect_failure(reply(command, 0, record.substr(1)), failure);
         }
-        if (action.kind != SUBMIT) expect_failure(reply(command + 1, 1, record), failure);
-        if (action.kind == LIST) {
+        if (action.kind != "SUBMIT") expect_failure(reply(command + 1, 1, record), failure);
+        if (action.kind == "LIST") {
             expect_text(ask(reply(command, 1, "")), 200, "[ ]");
             expect_failure(reply(command, 1, record + record.substr(1)), failure);
         }
@@ -118,14 +115,14 @@ protected:
         const std::string long_name(255, 'n');
         const std::string complaints =
             reply(command, 2, entry("too <low>", "port") + entry("bad \"name\"", long_name));
-        if (action.kind == WRITE || action.kind == CREATE) {
+        if (action.kind == "WRITE" || action.kind == "CREATE") {
             expect_text(ask(complaints), 400,
                         "[\n{\"message\" : \"too &lt;low&gt;\", \"property\" : \"port\"},\n"
                         "{\"message\" : \"bad \\\"name\\\"\", \"property\" : \"" +
                             long_name.substr(1) + "\"}\n]");
-        } else if (action.kind == WRITE_ITEM) {
+        } else if (action.kind == "WRITE_ITEM") {
             expect_empty(ask(reply(command, 2, entry("m", "p"))), 404);
-        } else if (action.kind != SUBMIT) {
+        } else if (action.kind != "SUBMIT") {
             expect_failure(complaints, failure);
         }
     }
@@ -150,7 +147,7 @@ TEST_F(Routes, KnowTheirMethods)
             EXPECT_EQ(sent().type, accepted ? accepted->command : 0);
             if (!accepted) {
                 expect(answer, 405, "", {{"Allow", allow}});
-            } else if (accepted->kind == NONE) {
+            } else if (accepted->kind == "NONE") {
                 const bool has_text = method == POST && route.path != "/api/sap/stream";
                 has_text ? expect_text(answer, 200, "[ {} ]") : expect_empty(answer, 0);
             }
@@ -163,7 +160,7 @@ TEST_F(Routes, TellByTheirStatusHowACommandEnded)
     for (const Route &route : all_routes()) {
         for (const Action &action : route.actions) {
             SCOPED_TRACE(route.path + " " + std::to_string(action.command));
-            if (action.kind != NONE) check(route, action);
+            if (action.kind != "NONE") check(route, action);
         }
     }
 }
@@ -176,7 +173,7 @@ TEST_F(Routes, DoNothingBeforeTheBodyIsWhole)
     size_t tried = 0;
     for (const Route &route : all_routes()) {
         for (const Action &action : route.actions) {
-            if (action.kind == NONE || !outcomes[action.kind].has_form) continue;
+            if (action.kind == "NONE" || !outcomes.at(action.kind).has_form) continue;
             for (const size_t cut : {0u, 1u, 12u, 47u}) {
                 SCOPED_TRACE(route.path + " " + std::to_string(cut));
                 begin(action.method, route.path);
@@ -195,7 +192,7 @@ TEST_F(Routes, DoNothingBeforeTheBodyIsWhole)
                 }
                 append_piece(con, {form.substr(cut)});
                 will_reply(action.command, 1, std::string(reply_size(route, action), '\0'));
-                EXPECT_EQ(answer().status, outcomes[action.kind].success);
+                EXPECT_EQ(answer().status, outcomes.at(action.kind).success);
                 const Sent message = sent();
                 EXPECT_EQ(message.type, action.command);
                 EXPECT_NE(message.payload, "") << "the form is read";
