@@ -84,6 +84,24 @@ TEST_F(Stall, HoldsUpNobodyElse)
     EXPECT_GE(ms_since(began), 4500);
 }
 
+/* It comes back before the server's patience ends, again and again while the daemon is silent. */
+TEST_F(Stall, DropsNoClientThatIsKeptAlive)
+{
+    restart("server.max-keep-alive-idle = 2\n");
+    write_file(server->root() + "/www/page.html", "a page");
+    be_slow(4000);
+    RawConnection kept(server->port());
+    const auto slow = begin("/api/changes");
+    const Clock::time_point began = Clock::now();
+    for (int i = 0; i < 4; ++i) {
+        kept.send("GET /vrel5/page.html HTTP/1.1\r\nHost: a\r\n\r\n");
+        EXPECT_EQ(kept.receive().body, "a page") << i;
+        EXPECT_LT(ms_since(began), 1400 * i + 1000);
+        usleep(1400000);
+    }
+    EXPECT_EQ(slow->receive().body, changes_text);
+}
+
 /* A slow client does not hold the link either: its body is read before it is its turn. */
 TEST_F(Stall, IsNotMadeByASlowBody)
 {
