@@ -9,6 +9,24 @@ std::string text_of(const char *text)
     return text ? text : "";
 }
 
+/* Under /api a route answers, or nothing happens. */
+void check_route(connection *con, handler_t result, int commands)
+{
+    constexpr const char *methods[] = {"GET",    "HEAD",    "POST",   "PUT",
+                                       "DELETE", "CONNECT", "OPTIONS"};
+    const std::string method = methods[con->request.http_method];
+    const std::string allow = text_of(hosted_response_header(con, "Allow"));
+    if (result != HANDLER_FINISHED || con->http_status == 405) {
+        require(commands == 0, "no command without an action");
+        require(allow.empty() == (result != HANDLER_FINISHED), "a 405 tells what is allowed");
+        require(allow.find(method) == allow.npos, "an allowed method is not refused");
+    } else {
+        require(con->http_status == 0 || con->http_status / 100 == 2, "a good answer");
+        require(method == "GET" || method == "PUT" || method == "POST" || method == "DELETE",
+                "a method that a route accepts");
+    }
+}
+
 } // namespace
 
 void fuzz_one(FuzzedDataProvider &input)
@@ -41,9 +59,7 @@ void fuzz_one(FuzzedDataProvider &input)
     require(left == text_of(module.con->uri.path->ptr), "the path that is handed back");
     require(location == text_of(hosted_response_header(module.con, "Location")), "the redirect");
     if (ours && copy.starts_with("/api")) {
-        const int status = module.con->http_status;
-        const bool sends = result == HANDLER_FINISHED && status != 405;
-        require(commands == 0 || (sends && (status == 0 || status / 100 == 2)), "a good answer");
+        check_route(module.con, result, commands);
     } else {
         require(commands == 0 && (result == HANDLER_FINISHED) == !location.empty(), "no route");
     }
