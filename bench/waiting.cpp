@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <exception>
 #include <functional>
-#include <mutex>
 #include <random>
 #include <stdexcept>
 #include <string>

@@ -2,10 +2,10 @@
  * can be.
  * Input: the record's bytes, repeated to its size; from the input's end, which
  * one, and the room for its object. */
-#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "fuzz/support.h"
 #include "reply/escape.h"
