@@ -1,43 +1,22 @@
 /* What becomes of paths and methods on a real server. */
 #include "tests/e2e/exchange.h"
+#include "tests/support/table.h"
 
 namespace {
 
 using Routing = Exchange;
 
-/* The software version is rel5. On all servers a 405 reaches the client with its "Allow" and
- * without a page. All other paths: tests/paths_test.cpp. */
 TEST_F(Routing, OfEveryKindOfPath)
 {
-    const struct {
-        std::string method, path;
-        int status;
-        std::string header, value; /* without a header, the body */
-    } cases[] = {
-        {"GET", "/index.html?a=b", 307, "location", "/vrel5/index.html"},
-        {"GET", "/a%20b%3F/", 307, "location", "/vrel5/a b?"},
-        {"GET", "/vrel4/js/app.js", 307, "location", "/vrel5/js/app.js"},
-        {"GET", "/vrel5", 200, "", "of /index.html"},
-        {"GET", "/vrel5/js/app.js", 200, "", "of /js/app.js"},
-        {"GET", "/views/main.html", 200, "", "of /views/main.html"},
-        {"HEAD", "/api/uptime", 405, "allow", "GET"},
-        {"OPTIONS", "/api/login/", 405, "allow", "POST,GET"},
-        {"POST", "/api/stream/7", 405, "allow", "GET,PUT,DELETE"},
-        {"GET", "/api/stream/select", 200, "", ""},
-        {"PUT", "/api/decoder", 200, "", ""},
-        {"GET", "/api/", 404, "content-type", "text/html"}, /* the server's own page */
-        {"GET", "/api/uptime%20", 404, "content-type", "text/html"},
-        {"GET", "/apix", 404, "content-type", "text/html"},
-    };
     for (const char *file : {"/index.html", "/js/app.js", "/views/main.html"})
         write_file(server->root() + "/www" + file, std::string("of ") + file);
-    for (const auto &[method, path, status, header, value] : cases) {
-        SCOPED_TRACE(path);
-        const Response response = client.request(method, path);
-        EXPECT_EQ(response.status, status);
-        EXPECT_EQ(header.empty() ? response.body : response.header(header), value);
-        if (status != 405) continue;
-        EXPECT_EQ(response.own_headers(), std::vector<std::string>{"allow: " + value});
+    for (const Row &row : table("routing.txt", 5)) {
+        SCOPED_TRACE(testing::PrintToString(row));
+        const Response response = client.request(row[0], row[1]);
+        EXPECT_EQ(response.status, std::stoi(row[2]));
+        EXPECT_EQ(row[3].empty() ? response.body : response.header(row[3]), row[4]);
+        if (row[3] != "allow") continue;
+        EXPECT_EQ(response.own_headers(), std::vector<std::string>{"allow: " + row[4]});
         EXPECT_EQ(response.body, "");
     }
     EXPECT_TRUE(daemon.take_requests().empty()) << "the version is asked for once";

@@ -3,17 +3,19 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <regex>
+#include <sstream>
 #include <stdexcept>
 
 #include "tests/e2e/exchange.h"
 #include "tests/support/sockets.h"
+#include "tests/support/table.h"
 
 namespace {
 
-/* What /api answers to DELETE where nothing holds it back: only the module says this, and needs no
- * daemon for it. */
-constexpr int reached = 405;
-constexpr int refused = 403;
+const std::string spellings =
+    "/api/uptime //api/uptime/ /%61pi/uptime /%2Fapi/uptime /api%2Fuptime /x/../api/uptime?q";
 
 class Secure : public testing::Test {
 protected:
@@ -40,8 +42,6 @@ protected:
             if (!strstr(error.what(), "without pcre support")) throw;
             GTEST_SKIP() << "this server has no regular expressions";
         }
-        host = "127.0.0.1:" + std::to_string(server->port());
-        own_origin = "Origin: https://" + host;
     }
 
     std::string configuration() const
@@ -56,22 +56,61 @@ protected:
         return text + read_file(KELTO_DEMO "/secure-without-regex.conf");
     }
 
-    HttpClient client(const std::string &login, const std::vector<std::string> &headers = {},
-                      bool http2 = false) const
+    HttpClient client(const std::string &login) const
     {
-        return {server->port(), http2, pem, login, headers};
+        return {server->port(), false, pem, login};
     }
 
-    void expect_status(int status, const std::string &path, const std::vector<std::string> &headers,
-                       const std::string &method = "DELETE")
+    static std::vector<std::string> words(const std::string &text)
     {
-        for (const bool http2 : {false, true}) {
-            if (http2 && server_under_test().stock) continue;
-            const Response response = client("admin:right", headers, http2).request(method, path);
-            EXPECT_EQ(response.status, status)
-                << method << " " << path << (http2 ? " over HTTP/2 " : " ")
-                << testing::PrintToString(headers);
+        std::istringstream all(text);
+        return {std::istream_iterator<std::string>(all), {}};
+    }
+
+    /* The client of a row, without the login that nobody has. */
+    HttpClient client_of(const Row &row) const
+    {
+        HttpClient client = {server->port(), false, pem, row[1] == "nobody" ? "" : "admin:right"};
+        if (row[1] == "plain") client.port = plain_port, client.certificate = "";
+        const std::string host = "127.0.0.1:" + std::to_string(server->port());
+        for (size_t i = 4; i < row.size(); ++i)
+            client.headers.push_back(std::regex_replace(row[i], std::regex("HOST"), host));
+        return client;
+    }
+
+    /* Every answer tells browsers to be careful. */
+    static void expect_answer(const Response &response, int status, bool is_plain)
+    {
+        EXPECT_EQ(response.status, status);
+        EXPECT_EQ(response.header("www-authenticate").empty(), status != 401);
+        EXPECT_EQ(response.header("x-content-type-options"), "nosniff");
+        EXPECT_EQ(response.header("content-security-policy"), "frame-ancestors 'none'");
+        EXPECT_EQ(response.header("referrer-policy"), "same-origin");
+        EXPECT_EQ(response.header("strict-transport-security"), is_plain ? "" : "max-age=31536000");
+    }
+
+    /* By every method of the row, on every path. */
+    static void expect_answers_to(const HttpClient &client, const Row &row)
+    {
+        const std::string paths = std::regex_replace(row[3], std::regex("API"), spellings);
+        for (const std::string &method : words(row[2])) {
+            for (const std::string &path : words(paths)) {
+                SCOPED_TRACE(method + " " + path + (client.http2 ? " over HTTP/2" : ""));
+                expect_answer(client.request(method, path), std::stoi(row[0]), row[1] == "plain");
+            }
         }
+    }
+
+    void expect_answers(const std::string &name)
+    {
+        for (const Row &row : table(name, 4)) {
+            SCOPED_TRACE(testing::PrintToString(row));
+            HttpClient client = client_of(row);
+            expect_answers_to(client, row);
+            client.http2 = row[1] != "plain" && !server_under_test().stock;
+            if (client.http2) expect_answers_to(client, row);
+        }
+        EXPECT_LE(daemon.take_requests().size(), 1u) << "more than the version was asked for";
     }
 
     const bool with_regex;
@@ -79,37 +118,37 @@ protected:
     const PrivateDirectory directory;
     const std::string pem = directory.path + "/server.pem", users = directory.path + "/users";
     const int plain_port = free_port();
-    std::string host, own_origin;
     std::optional<WebServer> server;
 };
 
-const std::vector<std::string> api_paths = {"/api/uptime",   "//api/uptime/",
-                                            "/%61pi/uptime", "/%2Fapi/uptime",
-                                            "/api%2Fuptime", "/x/../api/uptime?q"};
+TEST_F(Secure, AnswersAsTheTableSays)
+{
+    expect_answers("secure.txt");
+}
+
+struct SecureWithoutRegex : public Secure {
+    SecureWithoutRegex() : Secure(false) {}
+};
+
+TEST_F(SecureWithoutRegex, AnswersAsTheTableSays)
+{
+    expect_answers("secure-without-regex.txt");
+}
 
 TEST_F(Secure, OnlyALoginReachesTheDaemon)
 {
-    const HttpClient reader = client(""), user = client("admin:right");
-    std::vector<std::string> paths = api_paths;
-    paths.insert(paths.end(), {"/api/stream/7", "/api", "/api/none"});
-    for (const std::string &path : paths) {
-        for (const char *method : {"GET", "PUT", "POST", "DELETE", "HEAD", "OPTIONS"}) {
-            const Response response = reader.request(method, path);
-            EXPECT_EQ(response.status, 401) << method << " " << path;
-            EXPECT_NE(response.header("www-authenticate"), "");
-        }
-    }
-    EXPECT_EQ(
-        reader.upload("/api/security/certificate", {{"f", "x", std::string(90000, 'x')}}).status,
-        401);
+    const std::vector<Part> package = {{"f", "x", std::string(90000, 'x')}};
+    EXPECT_EQ(client("").upload("/api/security/certificate", package).status, 401);
     EXPECT_TRUE(daemon.take_requests().empty());
     EXPECT_NE(access("/mnt/data/x", F_OK), 0);
+    RawConnection without_tls(server->port());
+    without_tls.send("GET /api/uptime HTTP/1.1\r\nHost: test\r\n\r\n");
+    EXPECT_NE(without_tls.receive().status, 200);
 
-    EXPECT_EQ(reader.get("/index.html").header("location"), "/vrel5/index.html");
-    EXPECT_EQ(reader.get("/vrel5/index.html").status, 200);
     daemon.answer(37, {Step::send(reply(37, 1, "\1"))});
-    EXPECT_EQ(user.get("/api/services").body, "[ {\"discovery\" : true} ]");
-    EXPECT_EQ(user.put("/api/none", "").status, 404);
+    const Response services = client("admin:right").get("/api/services");
+    expect_answer(services, 200, false);
+    EXPECT_EQ(services.body, "[ {\"discovery\" : true} ]");
     const std::vector<Request> requests = daemon.take_requests();
     ASSERT_EQ(requests.size(), 2u);
     EXPECT_EQ(requests[0].command, general_get);
@@ -133,127 +172,11 @@ TEST_F(Secure, AWrongPasswordIsLoggedAndEndsTheConnection)
     }
 }
 
-TEST_F(Secure, BrowsersAreLetInFromOwnPagesOnly)
+TEST_F(Secure, PagesWithoutTlsAreSentOn)
 {
-    const std::string other_port = "Origin: https://127.0.0.1:" + std::to_string(plain_port);
-    const std::pair<int, std::vector<std::string>> cases[] = {
-        {reached, {}},
-        {reached, {"Sec-Fetch-Site: same-origin"}},
-        {reached, {"Sec-Fetch-Site: none"}},
-        {reached, {"Sec-Fetch-Site: same-origin", own_origin}},
-        {reached, {own_origin}},
-        {reached, {"Host: decoder.example", "Origin: https://decoder.example"}},
-        {reached, {"Host: DECODER.example:8443", "Origin: https://decoder.example:8443"}},
-        {refused, {"Sec-Fetch-Site: cross-site"}},
-        {refused, {"Sec-Fetch-Site: same-site"}},
-        {refused, {"Sec-Fetch-Site: cross-site", own_origin}},
-        {refused, {"Sec-Fetch-Site: Same-Origin"}},
-        {refused, {"Sec-Fetch-Site: same-origin, cross-site"}},
-        {refused, {"Sec-Fetch-Site: same-origin", "Sec-Fetch-Site: cross-site"}},
-        {refused, {"Sec-Fetch-Site: xnone"}},
-        {refused, {"SEC-FETCH-SITE: cross-site"}},
-        {refused, {"Origin: https://other.example"}},
-        {refused, {"Origin: http://" + host}},
-        {refused, {"Origin: https://127.0.0.1"}},
-        {refused, {other_port}},
-        {refused, {own_origin + "0"}},
-        {refused, {own_origin + ".other.example"}},
-        {refused, {own_origin, "Origin: https://other.example"}},
-        {refused, {"Origin: xhttps://" + host}},
-        {refused, {"Origin: null"}},
-        {refused, {"Origin: =", "Host: decoder.example"}},
-    };
-    for (const auto &[status, headers] : cases) expect_status(status, "/api/uptime", headers);
-    EXPECT_TRUE(daemon.take_requests().size() <= 1); /* for the version */
-}
-
-TEST_F(Secure, NoSpellingOfThePathGetsAround)
-{
-    for (const std::string &path : api_paths) {
-        expect_status(reached, path, {});
-        expect_status(reached, path, {own_origin});
-        expect_status(refused, path, {"Sec-Fetch-Site: cross-site"});
-        expect_status(refused, path, {"Origin: https://other.example"});
-    }
-    for (const char *method : {"GET", "HEAD", "POST", "PUT", "OPTIONS"}) {
-        expect_status(refused, "/api/stream", {"Sec-Fetch-Site: cross-site"}, method);
-    }
-    /* A query in the form that the rules use. */
-    const std::string query = "?https://other.example=https://other.example";
-    expect_status(refused, "/api/uptime" + query, {"Origin: https://other.example"});
-    /* Links from elsewhere lead to the pages. */
-    expect_status(200, "/vrel5/index.html", {"Sec-Fetch-Site: cross-site"}, "GET");
-    expect_status(200, "/vrel5/index.html", {"Origin: https://other.example"}, "GET");
-}
-
-TEST_F(Secure, EveryAnswerHasTheHeaders)
-{
-    daemon.answer(37, {Step::send(reply(37, 1, "\1"))});
-    const std::pair<int, Response> cases[] = {
-        {200, client("admin:right").get("/api/services")},
-        {405, client("admin:right").request("DELETE", "/api/services")},
-        {401, client("").get("/api/services")},
-        {403, client("", {"Sec-Fetch-Site: cross-site"}).get("/api/services")},
-        {307, client("").get("/index.html")},
-        {200, client("").get("/vrel5/index.html")},
-        {404, client("").get("/vrel5/none")},
-    };
-    for (const auto &[status, response] : cases) {
-        EXPECT_EQ(response.status, status);
-        EXPECT_EQ(response.header("x-content-type-options"), "nosniff") << status;
-        EXPECT_EQ(response.header("content-security-policy"), "frame-ancestors 'none'") << status;
-        EXPECT_EQ(response.header("referrer-policy"), "same-origin") << status;
-        EXPECT_EQ(response.header("strict-transport-security"), "max-age=31536000") << status;
-    }
-}
-
-TEST_F(Secure, TheLoginIsForTlsOnly)
-{
-    const HttpClient plain{plain_port, false, "", "admin:right"};
-    const Response response = plain.get("/views/streams.js?a=1");
-    EXPECT_EQ(response.status, 301);
-    EXPECT_EQ(response.header("location"),
+    const HttpClient plain{plain_port};
+    EXPECT_EQ(plain.get("/views/streams.js?a=1").header("location"),
               "https://127.0.0.1:" + std::to_string(plain_port) + "/views/streams.js?a=1");
-    EXPECT_EQ(response.header("strict-transport-security"), "");
-    for (const std::string &path : api_paths) {
-        for (const char *method : {"GET", "PUT"}) {
-            const Response api = plain.request(method, path);
-            EXPECT_EQ(api.status, refused) << method << " " << path;
-            EXPECT_EQ(api.header("www-authenticate"), "");
-        }
-    }
-    EXPECT_TRUE(daemon.take_requests().empty());
-    RawConnection untold(server->port());
-    untold.send("GET /api/uptime HTTP/1.1\r\nHost: test\r\n\r\n");
-    EXPECT_NE(untold.receive().status, 200);
-}
-
-/* The rules for servers without regular expressions: any server takes them. */
-struct SecureWithoutRegex : public Secure {
-    SecureWithoutRegex() : Secure(false) {}
-};
-
-TEST_F(SecureWithoutRegex, BrowsersAreLetInFromOwnPagesAndByLinks)
-{
-    const std::string cross = "Sec-Fetch-Site: cross-site", link = "Sec-Fetch-Mode: navigate";
-    expect_status(reached, "/api/uptime", {});
-    expect_status(reached, "/api/uptime", {"Sec-Fetch-Site: same-origin"});
-    expect_status(reached, "/api/uptime", {"Sec-Fetch-Site: none", link});
-    expect_status(reached, "/api/uptime", {"Origin: https://decoder.example"});
-    for (const std::string &path : api_paths) {
-        expect_status(refused, path, {cross});
-        expect_status(refused, path, {cross, link});
-        expect_status(refused, path, {"Sec-Fetch-Site: same-site"}, "GET");
-        expect_status(refused, path, {"Origin: https://other.example"});
-        expect_status(refused, path, {"Origin: null"});
-    }
-    expect_status(reached, "/api/stream/select/1", {cross, link}, "GET");
-    expect_status(refused, "/api/stream", {cross, link}, "POST");
-    expect_status(200, "/vrel5/index.html", {cross, link}, "GET");
-    EXPECT_EQ((HttpClient{plain_port, false, "", "admin:right"}.get("/index.html").status), 403);
-    const Response stranger = client("").get("/api/services");
-    EXPECT_EQ(stranger.status, 401);
-    EXPECT_EQ(stranger.header("content-security-policy"), "frame-ancestors 'none'");
 }
 
 } // namespace
