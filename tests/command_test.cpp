@@ -86,22 +86,6 @@ TEST_F(Command, LogsEachStepAndTheCauseOfAFailure)
     EXPECT_EQ(clock_us - before, 30000000);
 }
 
-/* A time-out drains nothing: a late reply is the next command's own, or fails it by its echo. In
- * that case what follows it is gone before the command after that. */
-TEST_F(Command, RecoversFromALateReply)
-{
-    EXPECT_EQ(command(52), -2);
-    the_daemon.sends(reply(52, 1, "late"));
-    EXPECT_EQ(command(52), 0);
-    EXPECT_EQ(record(), "late");
-    the_daemon.sends(reply(52, 1, "late again"));
-    EXPECT_EQ(command(44), -1);
-    the_daemon.sends(reply(44, 1, "behind"));
-    will_reply(36, 1, "its own");
-    EXPECT_EQ(command(36), 0);
-    EXPECT_EQ(record(), "its own");
-}
-
 TEST(CommandNames, StandAtTheirCodes)
 {
     /* The rest follows: the codes between are the routes'. */

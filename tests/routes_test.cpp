@@ -1,12 +1,16 @@
 /* Every route: its methods, its commands, and its answer for every way in which
  * a command can end. */
+#include <regex>
+#include <set>
+
+#include "module/routes.h"
 #include "tests/resources.h"
 #include "tests/support/module_test.h"
 
 namespace {
 
 using namespace resources;
-using namespace std::string_literals;
+using resources::Action, resources::Route; /* and not the module's */
 
 struct Outcome {
     int success, failure;
@@ -127,6 +131,25 @@ protected:
         }
     }
 };
+
+TEST_F(Routes, AreAllInResourcesTxt)
+{
+    std::map<std::string, std::set<int>> tested;
+    for (const Route &route : all_routes()) {
+        for (const Action &action : route.actions) tested[route.path].insert(action.method);
+    }
+    for (size_t i = 0; i < route_count; ++i) {
+        const ::Route &route = ::routes[i];
+        const std::string path =
+            std::regex_replace(std::string(route.path), std::regex("\\^|\\(.*"), "");
+        std::set<int> methods;
+        for (const ::Action &action : route.actions) {
+            if (action.handler || action.id_handler) methods.insert(action.method);
+        }
+        EXPECT_EQ(tested[route.path[0] == '^' ? path + "12" : path], methods) << path;
+    }
+    EXPECT_EQ(all_routes().size(), route_count);
+}
 
 TEST_F(Routes, KnowTheirMethods)
 {
