@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 #include <set>
 #include <stdexcept>
 
@@ -36,70 +37,6 @@ size_t append_header(const char *bytes, size_t size, size_t count, void *to)
     return line.size();
 }
 
-/* A request, its form and what curl knows of its answer. */
-class Curl {
-public:
-    Curl(const HttpClient &client, const std::string &method, const std::string &path);
-    ~Curl();
-    Curl(const Curl &) = delete;
-    Curl &operator=(const Curl &) = delete;
-
-    template <typename Value>
-    void set(CURLoption option, Value value)
-    {
-        curl_easy_setopt(handle, option, value);
-    }
-    Response perform();
-
-    CURL *const handle = curl_easy_init();
-    curl_mime *const form = curl_mime_init(handle);
-
-private:
-    const std::string what;
-    curl_slist *headers = nullptr;
-};
-
-Curl::Curl(const HttpClient &client, const std::string &method, const std::string &path)
-    : what(method + " " + path)
-{
-    const std::string scheme = client.certificate.empty() ? "http" : "https";
-    set(CURLOPT_URL, (scheme + "://127.0.0.1:" + std::to_string(client.port) + path).c_str());
-    set(CURLOPT_CUSTOMREQUEST, method.c_str());
-    set(CURLOPT_CAINFO, client.certificate.c_str());
-    if (!client.login.empty()) set(CURLOPT_USERPWD, client.login.c_str());
-    for (const std::string &one : client.headers) headers = curl_slist_append(headers, one.c_str());
-    set(CURLOPT_HTTPHEADER, headers);
-    set(CURLOPT_PATH_AS_IS, 1L);
-    set(CURLOPT_PROXY, "");
-    set(CURLOPT_NOSIGNAL, 1L);
-    set(CURLOPT_TIMEOUT, patience_seconds);
-    set(CURLOPT_HTTP_VERSION,
-        client.http2 ? CURL_HTTP_VERSION_2_PRIOR_KNOWLEDGE : CURL_HTTP_VERSION_1_1);
-}
-
-Curl::~Curl()
-{
-    curl_slist_free_all(headers);
-    curl_mime_free(form);
-    curl_easy_cleanup(handle);
-}
-
-Response Curl::perform()
-{
-    Response response;
-    set(CURLOPT_WRITEFUNCTION, append_body);
-    set(CURLOPT_WRITEDATA, &response);
-    set(CURLOPT_HEADERFUNCTION, append_header);
-    set(CURLOPT_HEADERDATA, &response);
-    const CURLcode result = curl_easy_perform(handle);
-    if (result == CURLE_GOT_NOTHING) return response;
-    if (result != CURLE_OK) throw std::runtime_error(what + ": " + curl_easy_strerror(result));
-    long status = 0;
-    curl_easy_getinfo(handle, CURLINFO_RESPONSE_CODE, &status);
-    response.status = static_cast<int>(status);
-    return response;
-}
-
 /* What is left of a body, with a pause before each piece. */
 size_t read_piece(char *to, size_t size, size_t count, void *from)
 {
@@ -110,6 +47,43 @@ size_t read_piece(char *to, size_t size, size_t count, void *from)
     pieces.front().erase(0, length);
     if (pieces.front().empty()) pieces.erase(pieces.begin());
     return length;
+}
+
+/* Runs a request, after `prepare` has set what is special about it. */
+Response perform(const HttpClient &client, const std::string &method, const std::string &path,
+                 const std::function<void(CURL *)> &prepare)
+{
+    CURL *const curl = curl_easy_init();
+    const std::string scheme = client.certificate.empty() ? "http" : "https";
+    const std::string url = scheme + "://127.0.0.1:" + std::to_string(client.port) + path;
+    curl_slist *headers = nullptr;
+    for (const std::string &one : client.headers) headers = curl_slist_append(headers, one.c_str());
+    Response response;
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_CUSTOMREQUEST, method.c_str());
+    curl_easy_setopt(curl, CURLOPT_CAINFO, client.certificate.c_str());
+    if (!client.login.empty()) curl_easy_setopt(curl, CURLOPT_USERPWD, client.login.c_str());
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(curl, CURLOPT_PROXY, "");
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT, patience_seconds);
+    curl_easy_setopt(curl, CURLOPT_HTTP_VERSION,
+                     client.http2 ? CURL_HTTP_VERSION_2_PRIOR_KNOWLEDGE : CURL_HTTP_VERSION_1_1);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, append_body);
+    curl_easy_setopt(curl, CURLOPT_WRITEDATA, &response);
+    curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, append_header);
+    curl_easy_setopt(curl, CURLOPT_HEADERDATA, &response);
+    prepare(curl);
+    const CURLcode result = curl_easy_perform(curl);
+    long status = 0;
+    curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_cleanup(curl);
+    curl_slist_free_all(headers);
+    if (result != CURLE_OK && result != CURLE_GOT_NOTHING)
+        throw std::runtime_error(method + " " + path + ": " + curl_easy_strerror(result));
+    response.status = static_cast<int>(status);
+    return response;
 }
 
 } // namespace
@@ -137,39 +111,42 @@ std::vector<std::string> Response::own_headers() const
 Response HttpClient::request(const std::string &method, const std::string &path,
                              const std::string &body) const
 {
-    Curl curl(*this, method, path);
-    if (method == "HEAD") curl.set(CURLOPT_NOBODY, 1L);
-    if (method == "POST" || method == "PUT" || !body.empty()) {
-        curl.set(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-        curl.set(CURLOPT_POSTFIELDS, body.c_str());
-    }
-    return curl.perform();
+    return perform(*this, method, path, [&](CURL *curl) {
+        if (method == "HEAD") curl_easy_setopt(curl, CURLOPT_NOBODY, 1L);
+        if (method != "POST" && method != "PUT" && body.empty()) return;
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+        curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
+    });
 }
 
 Response HttpClient::send_slowly(const std::string &method, const std::string &path,
                                  std::vector<std::string> pieces) const
 {
-    Curl curl(*this, method, path);
-    size_t length = 0;
-    for (const std::string &piece : pieces) length += piece.size();
-    curl.set(CURLOPT_UPLOAD, 1L);
-    curl.set(CURLOPT_INFILESIZE_LARGE, static_cast<curl_off_t>(length));
-    curl.set(CURLOPT_READFUNCTION, read_piece);
-    curl.set(CURLOPT_READDATA, &pieces);
-    return curl.perform();
+    return perform(*this, method, path, [&](CURL *curl) {
+        curl_off_t length = 0;
+        for (const std::string &piece : pieces) length += static_cast<curl_off_t>(piece.size());
+        curl_easy_setopt(curl, CURLOPT_UPLOAD, 1L);
+        curl_easy_setopt(curl, CURLOPT_INFILESIZE_LARGE, length);
+        curl_easy_setopt(curl, CURLOPT_READFUNCTION, read_piece);
+        curl_easy_setopt(curl, CURLOPT_READDATA, &pieces);
+    });
 }
 
 Response HttpClient::upload(const std::string &path, const std::vector<Part> &parts) const
 {
-    Curl curl(*this, "POST", path);
-    for (const auto &[name, filename, content] : parts) {
-        curl_mimepart *const part = curl_mime_addpart(curl.form);
-        curl_mime_name(part, name.c_str());
-        if (!filename.empty()) curl_mime_filename(part, filename.c_str());
-        curl_mime_data(part, content.data(), content.size());
-    }
-    curl.set(CURLOPT_MIMEPOST, curl.form);
-    return curl.perform();
+    curl_mime *form = nullptr;
+    const Response response = perform(*this, "POST", path, [&](CURL *curl) {
+        form = curl_mime_init(curl);
+        for (const auto &[name, filename, content] : parts) {
+            curl_mimepart *const part = curl_mime_addpart(form);
+            curl_mime_name(part, name.c_str());
+            if (!filename.empty()) curl_mime_filename(part, filename.c_str());
+            curl_mime_data(part, content.data(), content.size());
+        }
+        curl_easy_setopt(curl, CURLOPT_MIMEPOST, form);
+    });
+    curl_mime_free(form);
+    return response;
 }
 
 RawConnection::RawConnection(int port) : fd(connect_to(port)), input(fdopen(fd, "r"))
