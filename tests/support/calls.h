@@ -21,8 +21,7 @@ struct FailingCall {
         calls = 0;
     }
     ~FailingCall() { current = nullptr; }
-    FailingCall(const FailingCall &) = delete;
-    FailingCall &operator=(const FailingCall &) = delete;
+    FailingCall(FailingCall &&) = delete;
 
     const char *const name;
     const int nth;

@@ -51,8 +51,7 @@ class RawConnection {
 public:
     explicit RawConnection(int port);
     ~RawConnection();
-    RawConnection(const RawConnection &) = delete;
-    RawConnection &operator=(const RawConnection &) = delete;
+    RawConnection(RawConnection &&) = delete;
 
     void send(const std::string &bytes);
 

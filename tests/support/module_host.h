@@ -50,8 +50,7 @@ public:
     /* The version that the user interface's paths carry is "rel5". */
     explicit HostedModule(const std::string &version = version_reply("rel5"));
     ~HostedModule();
-    HostedModule(const HostedModule &) = delete;
-    HostedModule &operator=(const HostedModule &) = delete;
+    HostedModule(HostedModule &&) = delete;
 
     void begin(http_method_t method, std::string_view path);
 

@@ -21,8 +21,7 @@ const ServerUnderTest &server_under_test();
 struct PrivateDirectory {
     PrivateDirectory();
     ~PrivateDirectory();
-    PrivateDirectory(const PrivateDirectory &) = delete;
-    PrivateDirectory &operator=(const PrivateDirectory &) = delete;
+    PrivateDirectory(PrivateDirectory &&) = delete;
     std::string path;
 };
 
