@@ -112,11 +112,13 @@ std::optional<Step> Scenario::take_due(double now)
                          [](const Pending &a, const Pending &b) { return a.due < b.due; });
     if (first == pending_.end() || first->due > now) return {};
     const Pending taken = *first;
+    constexpr double rounding = 1e-6; /* of the sums: the last time must not be lost by it */
     const double next = taken.due + taken.step.every;
     if (taken.step.repeats_all) {
         std::erase_if(pending_, [](const Pending &one) { return one.step.line > 0; });
         add_all(taken.due);
-    } else if (taken.step.every > 0 && next <= taken.begin + taken.step.until.value_or(next)) {
+    } else if (taken.step.every > 0 &&
+               next - rounding <= taken.begin + taken.step.until.value_or(next)) {
         first->due = next;
     } else {
         pending_.erase(first);
