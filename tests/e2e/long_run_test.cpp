@@ -11,7 +11,7 @@ TEST_F(LongRun, TakesNoMoreThanItsFirstTenth)
 {
     start({"--fast", "--streams", "20"}, "server.errorlog = \"/dev/null\"\n");
     std::vector<HttpRequest> staying;
-    for (int i = 0; i < 5; ++i) staying.insert(staying.end(), kept.begin(), kept.end());
+    for (int i = 0; i < 5; ++i) staying.insert(staying.end(), kept().begin(), kept().end());
     size_t requests = 0, rounds = 0;
     Taken taken[2];
     for (Taken &now : taken) {

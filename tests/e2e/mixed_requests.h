@@ -8,12 +8,13 @@
 #include <vector>
 
 #include "tests/e2e/device.h"
+#include "tests/support/table.h"
 
 /* Raw bytes, the status of the answer (0 for none), and a text of it. */
 struct HttpRequest {
     std::string request;
     int status;
-    const char *text = "";
+    std::string text = "";
 };
 
 inline std::string request(const std::string &line, const std::string &body = "",
@@ -32,38 +33,31 @@ inline std::string upload(size_t size)
                    "Content-Type: multipart/form-data; boundary=cut\r\n");
 }
 
-/* For connections that stay: everything that leaves one open on every server. */
-inline const std::vector<HttpRequest> kept = {
-    {request("GET /api/uptime"), 200, "uptime"},
-    {request("GET /api/stream"), 200, "\"20\""},
-    {request("PUT /api/sap", "port=5004&ipAddress=239.1.2.3"), 204},
-    {request("GET /api/stream/2"), 200, "\"2\""},
-    {request("GET /api/network"), 200, "networkMask"},
-    {request("PUT /api/network", "id[0]=1&id[1]=2&ipAddress[1]=10.0.0.2"), 204},
-    {request("GET /api/decoder"), 200, "vbianc"},
-    {request("POST /api/stream", "name=Cam&port=5000"), 201},
-    {request("PUT /api/sap", "port=0"), 400, "\"port\""},
-    {request("PUT /api/channel/start"), 204},
-    {request("DELETE /api/uptime"), 405},
-    {request("GET /index.html"), 307},
-    {request("POST /api/login"), 200},
-    {request("GET /api/srtStats"), 200, "[ {"},
-    {upload(300), 200},
-    {request("GET /api/changes"), 200, "software"},
-};
-
-/* For a connection each, which they may end. */
-inline std::vector<HttpRequest> ending()
+/* The requests of mixed.txt that leave the connection open, or those that need one each. */
+inline std::vector<HttpRequest> requests_with(bool staying)
 {
-    const int failed = server_under_test().stock ? 0 : 404;
-    return {
-        {upload(70000), 200},
-        {request("GET /api/stream/999"), failed},
-        {request("DELETE /api/configuration/999"), failed},
-        {request("GET /api/none"), 404},
-        {request("POST /api/login", "nobody reads this"), 200},
-        {request("GET /api/ports", "", "Connection: close\r\n"), 200},
-    };
+    std::vector<HttpRequest> requests;
+    for (const Row &row : table("mixed.txt", 6)) {
+        if ((row[0] == "stays") != staying) continue;
+        const bool fails = row[0] == "fails" && server_under_test().stock;
+        const std::string headers = row[5].empty() ? "" : row[5] + "\r\n";
+        requests.push_back({row[1] == "UPLOAD" ? upload(std::stoul(row[3]))
+                                               : request(row[1], row[3], headers),
+                            fails ? 0 : std::stoi(row[2]), row[4]});
+    }
+    return requests;
+}
+
+inline const std::vector<HttpRequest> &kept()
+{
+    static const std::vector<HttpRequest> requests = requests_with(true);
+    return requests;
+}
+
+inline const std::vector<HttpRequest> &ending()
+{
+    static const std::vector<HttpRequest> requests = requests_with(false);
+    return requests;
 }
 
 /* Sends them all at once, or one after the other. Returns their number; throws std::runtime_error

@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <optional>
 #include <regex>
+#include <sstream>
 
 #include "tests/support/messages.h"
 #include "tests/support/process.h"
 #include "tests/support/sockets.h"
+#include "tests/support/table.h"
 #include "tests/support/web_server.h"
 
 namespace {
@@ -162,55 +164,40 @@ TEST_F(Simulator, OneForASocket)
     EXPECT_TRUE(succeeds(52)) << "in the place of the dead one";
 }
 
-/* The second column is the command that reads what the line has changed, the third is its
- * request; the reply's record then has these bytes at this offset. */
-const struct {
-    std::string line;
-    uint32_t code;
-    std::string request;
-    size_t offset;
+/* Of words: 5 or 0x40000000 is 4 bytes, \\0001 are 2; what is in quotes has a NUL behind it. */
+std::string bytes_of(const std::string &cell)
+{
     std::string bytes;
-} effects[] = {
-    {"ports power=-2; sdi2=500", 35, "", 32, u32(500) + u32(0xFFFFFFFE)},
-    {"over 1000h ports sdi2=..600", 35, "", 32, u32(500)},
-    {"leds talkback=7", 36, "", 4, u32(1)},
-    {"release leds", 36, "", 8, u32(0)},
-    {"zixi_stats droppedPackets=5000000000", 60, "", 44, {"\0\xf2\x05\x2a\1\0\0\0", 8}},
-    {"channel_info systemBitrate=2.5; cc=a;b", 21, "", 44, {"\0\0\x20\x40", 4}},
-    {"channel_info vitc=", 21, "", 558, text_field("", 255) + "a;b"},
-    {"at 10s over 20s uptime temperatureC=100..240", 52, "", 510, u32(240)},
-    {"over 1m srt_stats roundTimeTrip=..8000", 61, "", 4, u32(8000)},
-    {"CMD_CHANNEL_STOP", 1, u32(1) + u32(1), 1176, u32(0)},
-    {"CMD_STREAM_NEW name=Camera 7; port=5", 1, u32(7) + u32(7), 80, text_field("Camera 7", 255)},
-    {"CMD_STREAM_SET id=last; port=5001", 1, u32(7) + u32(7), 58, u32(5001)},
-    {"CMD_STREAM_SELECT last", 18, "", 0, u32(7)},
-    {"CMD_STREAM_SET id=3; isUll=true", 1, u32(3) + u32(3), 78, {"\0\1City", 6}},
-    {"CMD_DECODER_VIDEO_SET hdmiMode=3; isComposite=true",
-     8,
-     "",
-     4,
-     {"\1\0\1\3\0\0\0\2\0\0\0\1\1", 13}},
-    {"CMD_DECODER_AUDIO_SET aesOutput2=0011", 10, "", 20, {"\1\0\0\0\0\0\1\1", 8}},
-    {"CMD_NETWORK_SET id=2; networkMask=255.0.0.0", 22, "", 539, text_field("255.0.0.0", 16)},
-    {"at 2s every 2s until 20s CMD_CONFIGURATION_NEW name=x", 59, "", 4, u32(10)},
-    {"ports hdmi=9", 59, "", 12, u32(4)}, /* at the start, twice by ports, and by the stop */
-    {"fault refuse@CMD_DECODER_GET", 6, "", 0, text_field("Value 1 is refused on request.", 255)},
-};
+    std::istringstream words(cell);
+    for (std::string word; words >> word;) {
+        if (word[0] == '"')
+            return bytes + cell.substr(cell.find('"') + 1, cell.rfind('"') - cell.find('"') - 1) +
+                   '\0';
+        for (size_t i = 1; word[0] == '\\' && i < word.size(); i += 2)
+            bytes += static_cast<char>(std::stoi(word.substr(i, 2), nullptr, 16));
+        if (word[0] != '\\') bytes += u32(static_cast<uint32_t>(std::stoll(word, nullptr, 0)));
+    }
+    return bytes;
+}
 
+/* The lines of effects.txt, and what each has changed. */
 TEST_F(Simulator, DoesWhatALineSaysFromAFileAndTyped)
 {
+    const std::vector<Row> effects = table("simulator/effects.txt", 5);
     std::string lines;
-    for (const auto &effect : effects) lines += effect.line + "\n";
+    for (const Row &effect : effects) lines += effect[0] + "\n";
     for (const bool typed : {false, true}) {
         write_file(file, typed ? "" : "# a comment\n\n" + lines);
         start(typed ? lines : "", {"--speed", "1000", "--scenario", file});
-        for (const auto &effect : effects) {
-            SCOPED_TRACE(effect.line + (typed ? ", typed" : ""));
+        for (const Row &effect : effects) {
+            SCOPED_TRACE(effect[0] + (typed ? ", typed" : ""));
+            const auto code = static_cast<uint32_t>(std::stoul(effect[1]));
+            const std::string bytes = bytes_of(effect[4]);
             std::string record;
             EXPECT_TRUE(wait_until([&] {
-                record = ask(effect.code, effect.request).second;
-                record.resize(std::max(record.size(), effect.offset));
-                return record.compare(effect.offset, effect.bytes.size(), effect.bytes) == 0;
+                record = ask(code, bytes_of(effect[2])).second;
+                return record.substr(std::min(record.size(), std::stoul(effect[3])))
+                    .starts_with(bytes);
             })) << testing::PrintToString(record);
         }
         usleep(30000);

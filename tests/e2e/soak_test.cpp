@@ -35,8 +35,8 @@ protected:
     {
         over = false;
         const int port = server->port();
-        start_client([port] { return exchange(port, kept); });
-        start_client([port] { return exchange(port, kept, false); });
+        start_client([port] { return exchange(port, kept()); });
+        start_client([port] { return exchange(port, kept(), false); });
         start_client([port] { return exchange_one_by_one(port, ending()); });
         start_client([port, this] {
             break_off_uploads(port);
