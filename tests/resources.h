@@ -41,7 +41,7 @@ class File {
 public:
     File()
     {
-        std::ifstream file(KELTO_RESOURCES);
+        std::ifstream file(KELTO_TABLES "/resources.txt");
         for (std::string line; std::getline(file, line);) add(line);
     }
 

@@ -105,39 +105,26 @@ const std::string unreadable =
 
 TEST_F(SystemFaults, OfDisks)
 {
-    const struct {
-        std::string name, place;
-        const char *options; /* of a file system that is mounted there; or null: not there */
-        size_t size;         /* of the upload */
-        int status;
-        std::string body; /* empty: a page of the server */
-    } faults[] = {
-        {"disk full", "/mnt/data", "size=64k", 100000, 400, unreadable},
-        {"no inodes", "/mnt/data", "nr_inodes=1", 300, 400, unreadable},
-        {"read-only directory", "/mnt/data", "ro", 300, 400, unreadable},
-        {"missing directory", "/mnt/data", nullptr, 300, 400, unreadable},
-        {"server's disk full", "/mnt/upload", "size=64k", 100000, 500, ""},
-        {"server's disk without inodes", "/mnt/upload", "nr_inodes=1", 100000, 500, ""},
-        {"server's directory missing", "/mnt/upload", nullptr, 100000, 500, ""},
-    };
     ASSERT_NO_FATAL_FAILURE(begin());
-    for (const auto &[name, place, options, size, status, body] : faults) {
-        SCOPED_TRACE(name);
-        if (options) {
-            const unsigned long flags = strcmp(options, "ro") == 0 ? MS_RDONLY : 0;
-            ASSERT_EQ(mount("none", place.c_str(), "tmpfs", flags, flags ? "" : options), 0);
-        } else {
+    for (const Row &row : table("disks.txt", 5)) {
+        const std::string &place = row[0], &options = row[1];
+        SCOPED_TRACE(testing::PrintToString(row));
+        const bool is_missing = options == "missing", is_read_only = options == "read-only";
+        if (is_missing) {
             fs::rename(place, place + ".aside");
+        } else {
+            const void *const size = is_read_only ? nullptr : options.c_str();
+            ASSERT_EQ(mount("none", place.c_str(), "tmpfs", is_read_only ? MS_RDONLY : 0, size), 0);
         }
         for (int i = 0; i < 3; ++i) {
-            expect_upload(size, status, body);
+            expect_upload(std::stoul(row[2]), std::stoi(row[3]), row[3] == "400" ? unreadable : "");
             expect_good_requests();
             expect_nothing_left();
         }
-        if (options) {
-            EXPECT_EQ(umount(place.c_str()), 0) << "something is still open there";
-        } else {
+        if (is_missing) {
             fs::rename(place + ".aside", place);
+        } else {
+            EXPECT_EQ(umount(place.c_str()), 0) << "something is still open there";
         }
         expect_good_upload();
         expect_nothing_left();
