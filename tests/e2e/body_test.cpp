@@ -1,7 +1,7 @@
 /* Request bodies as they come over the network, and the connections that they come on. */
 #include <unistd.h>
 
-#include "tests/e2e/exchange.h"
+#include "tests/e2e/fixtures.h"
 
 namespace {
 

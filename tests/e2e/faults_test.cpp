@@ -3,7 +3,7 @@
 
 #include <random>
 
-#include "tests/e2e/exchange.h"
+#include "tests/e2e/fixtures.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-#include "tests/e2e/exchange.h"
+#include "tests/e2e/fixtures.h"
 #include "tests/support/sockets.h"
 
 namespace {

@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/e2e/device.h"
-#include "tests/support/table.h"
+#include "tests/e2e/fixtures.h"
 
 /* Raw bytes, the status of the answer (0 for none), and a text of it. */
 struct HttpRequest {
@@ -41,9 +40,9 @@ inline std::vector<HttpRequest> requests_with(bool staying)
         if ((row[0] == "stays") != staying) continue;
         const bool fails = row[0] == "fails" && server_under_test().stock;
         const std::string headers = row[5].empty() ? "" : row[5] + "\r\n";
-        requests.push_back({row[1] == "UPLOAD" ? upload(std::stoul(row[3]))
-                                               : request(row[1], row[3], headers),
-                            fails ? 0 : std::stoi(row[2]), row[4]});
+        requests.push_back(
+            {row[1] == "UPLOAD" ? upload(std::stoul(row[3])) : request(row[1], row[3], headers),
+             fails ? 0 : std::stoi(row[2]), row[4]});
     }
     return requests;
 }

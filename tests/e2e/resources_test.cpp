@@ -1,6 +1,5 @@
 /* What a user does with the device, and what he gets to see. */
-#include "tests/e2e/device.h"
-#include "tests/support/table.h"
+#include "tests/e2e/fixtures.h"
 
 namespace {
 

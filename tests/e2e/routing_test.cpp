@@ -1,6 +1,5 @@
 /* What becomes of paths and methods on a real server. */
-#include "tests/e2e/exchange.h"
-#include "tests/support/table.h"
+#include "tests/e2e/fixtures.h"
 
 namespace {
 

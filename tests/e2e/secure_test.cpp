@@ -8,9 +8,8 @@
 #include <sstream>
 #include <stdexcept>
 
-#include "tests/e2e/exchange.h"
+#include "tests/e2e/fixtures.h"
 #include "tests/support/sockets.h"
-#include "tests/support/table.h"
 
 namespace {
 

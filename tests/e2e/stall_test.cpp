@@ -6,7 +6,7 @@
 #include <future>
 #include <memory>
 
-#include "tests/e2e/exchange.h"
+#include "tests/e2e/fixtures.h"
 
 namespace {
 
@@ -135,10 +135,9 @@ TEST_F(Stall, WaitsForTheVersionWhereItIsNeeded)
 {
     const std::string general = text_field("", 765) + text_field("rel5", 255);
     daemon.answer(general_get, {Step::pause(1000), Step::send(reply(general_get, 1, general))});
-    server.emplace(WebServer::default_config() +
-                   "server.modules := ( \"mod_status\", \"mod_kelto_sysmgmt\" )\n"
-                   "status.statistics-url = \"/statistics\"\n");
-    client.port = server->port();
+    serve(WebServer::default_config() +
+          "server.modules := ( \"mod_status\", \"mod_kelto_sysmgmt\" )\n"
+          "status.statistics-url = \"/statistics\"\n");
     be_slow(1000);
     const Clock::time_point began = Clock::now();
     const auto slow = begin("/api/changes"), behind = begin("/api/changes");
