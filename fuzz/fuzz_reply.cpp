@@ -68,7 +68,7 @@ extern "C" size_t LLVMFuzzerCustomMutator(uint8_t *data, size_t size, size_t roo
         "<\"\\>",        "\n\x01",        std::string(46, 'x')};
     std::minstd_rand random(seed);
     const std::string &value = values[random() % std::size(values)];
-    if (random() % 2 == 0 || size < value.size()) return mutate(data, size, room);
+    if (random() % 2 == 0 || size < value.size()) return LLVMFuzzerMutate(data, size, room);
     memcpy(data + random() % (size - value.size() + 1), value.data(), value.size());
     return size;
 }
