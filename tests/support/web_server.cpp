@@ -3,10 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 
 #include "tests/support/sockets.h"
@@ -54,30 +51,6 @@ const ServerUnderTest &server_under_test()
 {
     static const ServerUnderTest server = find_server();
     return server;
-}
-
-PrivateDirectory::PrivateDirectory() : path(fs::temp_directory_path() / "kelto-test-XXXXXX")
-{
-    if (!mkdtemp(path.data())) throw std::runtime_error("mkdtemp: " + path);
-}
-
-PrivateDirectory::~PrivateDirectory()
-{
-    std::error_code ignored;
-    fs::remove_all(path, ignored);
-}
-
-void write_file(const std::string &path, const std::string &text)
-{
-    fs::create_directories(fs::path(path).parent_path());
-    std::ofstream(path) << text;
-}
-
-std::string read_file(const std::string &path)
-{
-    std::ostringstream text;
-    text << std::ifstream(path).rdbuf();
-    return text.str();
 }
 
 std::string WebServer::default_config()

@@ -1,7 +1,12 @@
 /* The web server with the module under test, as a child process on a free port of its own. */
 #pragma once
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <memory>
+#include <sstream>
+#include <stdexcept>
 #include <string>
 
 #include "tests/support/process.h"
@@ -19,14 +24,32 @@ const ServerUnderTest &server_under_test();
 
 /* A directory that lives as long as the object. */
 struct PrivateDirectory {
-    PrivateDirectory();
-    ~PrivateDirectory();
+    PrivateDirectory() : path(std::filesystem::temp_directory_path() / "kelto-test-XXXXXX")
+    {
+        if (!mkdtemp(path.data())) throw std::runtime_error("mkdtemp: " + path);
+    }
+    ~PrivateDirectory()
+    {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
     PrivateDirectory(PrivateDirectory &&) = delete;
     std::string path;
 };
 
-void write_file(const std::string &path, const std::string &text); /* and its directory */
-std::string read_file(const std::string &path);
+/* And its directory. */
+inline void write_file(const std::string &path, const std::string &text)
+{
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    std::ofstream(path) << text;
+}
+
+inline std::string read_file(const std::string &path)
+{
+    std::ostringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
 
 class WebServer {
 public:
