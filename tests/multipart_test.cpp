@@ -12,6 +12,7 @@
 
 #include "input/params.h"
 #include "tests/support/module_test.h"
+#include "tests/support/table.h"
 
 namespace {
 
@@ -80,20 +81,6 @@ protected:
 struct Case {
     std::string title, body, result;
 };
-
-std::string unescaped(std::string text)
-{
-    for (const auto &[mark, byte] : {std::pair("\\r", '\r'),
-                                     {"\\n", '\n'},
-                                     {"\\s", ' '},
-                                     {"\\0", '\0'},
-                                     {"\\1", '\1'},
-                                     {"\\xff", '\xff'}}) {
-        for (size_t at; (at = text.find(mark)) != text.npos;)
-            text.replace(at, strlen(mark), 1, byte);
-    }
-    return text;
-}
 
 std::vector<Case> cases_of_multipart_txt()
 {

@@ -1,10 +1,12 @@
 /* Tables of cases in text files. */
 #pragma once
 
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 using Row = std::vector<std::string>;
@@ -26,4 +28,19 @@ inline std::vector<Row> table(const std::string &name, size_t columns)
     }
     if (rows.empty()) throw std::runtime_error("there is no table " + name);
     return rows;
+}
+
+/* \r, \n, \s (a blank), \0, \1 and \xff stand for a byte. */
+inline std::string unescaped(std::string text)
+{
+    for (const auto &[mark, byte] : {std::pair("\\r", '\r'),
+                                     {"\\n", '\n'},
+                                     {"\\s", ' '},
+                                     {"\\0", '\0'},
+                                     {"\\1", '\1'},
+                                     {"\\xff", '\xff'}}) {
+        for (size_t at; (at = text.find(mark)) != text.npos;)
+            text.replace(at, strlen(mark), 1, byte);
+    }
+    return text;
 }
