@@ -102,7 +102,7 @@ protected:
         return true;
     }
 
-    const uint64_t descriptors = open_descriptors();
+    const uint32_t descriptors = open_descriptors();
 };
 
 TEST_F(FailingCalls, EndInTheirStatusAndLeaveNothingBehind)

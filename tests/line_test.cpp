@@ -12,7 +12,7 @@
 namespace {
 
 struct NoDescriptorLeft {
-    const uint64_t open_before = open_descriptors();
+    const uint32_t open_before = open_descriptors();
     ~NoDescriptorLeft() { EXPECT_EQ(open_descriptors(), open_before); }
 };
 
@@ -150,8 +150,24 @@ TEST_F(Line, EndsWithTheServer)
     EXPECT_NE(uploading.request, nullptr);
     leave(clients[0]);
     EXPECT_EQ(text_of_uploads(), "");
-    come(path_of(1), 1);
+    for (int i = 1; i <= 10; ++i) come(path_of(i), i); /* more than are kept for later */
     leave(clients[1]);
+}
+
+/* The leak checker sees what a failed start leaves behind. */
+TEST(LineStart, GivesEverythingBackWhenItFails)
+{
+    const NoDescriptorLeft check;
+    for (const char *call : {"calloc", "mmap"}) {
+        void *state = nullptr;
+        for (int nth = 1; !state; ++nth) {
+            const FailingCall failing(call, nth);
+            state = module_init();
+            if (!state) the_daemon.closes();
+        }
+        module_cleanup(state);
+        the_daemon.closes();
+    }
 }
 
 TEST(LineSequences, ShowNoAnswerToAnotherRequest)

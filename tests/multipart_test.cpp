@@ -74,7 +74,7 @@ protected:
     }
     std::string result_of(const std::string &body) { return result_of(std::vector<Piece>{{body}}); }
 
-    const uint64_t descriptors = open_descriptors();
+    const uint32_t descriptors = open_descriptors();
 };
 
 /* A title, a body, and what it leaves. */

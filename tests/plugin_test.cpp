@@ -25,7 +25,7 @@ TEST_F(Registered, FillsItsDescriptor)
 TEST_F(Registered, GivesEverythingBackWhenItCannotStart)
 {
     the_daemon.closes();
-    const uint64_t before = open_descriptors();
+    const uint32_t before = open_descriptors();
     const std::pair<const char *, int> calls[] = {
         {"calloc", 6}, {"socket", 1}, {"syscall", 1}, {"connect", 1}};
     for (const auto &[name, made] : calls) {

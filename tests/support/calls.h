@@ -50,7 +50,7 @@ struct Daemon {
 inline Daemon the_daemon;
 
 /* The descriptors that are open, a bit for each of the first. */
-uint64_t open_descriptors();
+uint32_t open_descriptors();
 
 inline time_t fixed_time;               /* what time() returns */
 inline int64_t clock_us;                /* the monotonic clock: it moves while the module waits */
