@@ -155,18 +155,19 @@ TEST_F(Line, EndsWithTheServer)
 }
 
 /* The leak checker sees what a failed start leaves behind. */
-TEST(LineStart, GivesEverythingBackWhenItFails)
+TEST(LineStart, GivesEverythingBackWhenACallFails)
 {
     const NoDescriptorLeft check;
-    for (const char *call : {"calloc", "mmap"}) {
-        void *state = nullptr;
-        for (int nth = 1; !state; ++nth) {
-            const FailingCall failing(call, nth);
-            state = module_init();
-            if (!state) the_daemon.closes();
+    for (const auto &[name, made] :
+         {std::pair("calloc", 8), {"mmap", 1}, {"socket", 1}, {"syscall", 1}, {"connect", 1}}) {
+        for (int nth = 1; nth <= made + 1; ++nth) {
+            SCOPED_TRACE(name + std::to_string(nth));
+            const FailingCall failing(name, nth);
+            void *const state = module_init();
+            EXPECT_EQ(state != nullptr, nth > made);
+            if (state) module_cleanup(state);
+            the_daemon.closes();
         }
-        module_cleanup(state);
-        the_daemon.closes();
     }
 }
 

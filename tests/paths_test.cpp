@@ -29,20 +29,6 @@ TEST_F(Paths, AreRedirectedToTheVersionOrServed)
     EXPECT_EQ(get("").result, HANDLER_GO_ON);
 }
 
-TEST_F(Paths, HoldTheIdentifier)
-{
-    for (const auto &[number, value] : {std::pair("0", 0),
-                                        {"12/", 12},
-                                        {"0010", 10},
-                                        {"2147483648", 2147483647},
-                                        {"99999999999999999999999999", 2147483647}}) {
-        will_reply(4, 1, "");
-        EXPECT_EQ(request(HTTP_METHOD_DELETE, std::string("/api/stream/") + number).status, 204);
-        const std::string bytes = u32(static_cast<uint32_t>(value));
-        EXPECT_EQ(sent().payload, bytes + bytes) << number;
-    }
-}
-
 /* The last of these numbers no plugin has: the module was built for another server. */
 TEST_F(Paths, AreLeftAloneWhereAnotherModuleHasThem)
 {

@@ -189,7 +189,7 @@ TEST_F(Records, OfFlagsAndFloatsLookLikeThis)
     EXPECT_NE(get("/api/channel/info").body.find("\"inputBitrate\" : 12.5}, "), std::string::npos);
 }
 
-TEST_F(Records, TakeFlagsAndIntegersAsTheyAreWritten)
+TEST_F(Records, TakeValuesAsTheyAreWritten)
 {
     expect_read("/api/services", 37, "\x80", "\"discovery\" : true");
     expect_read("/api/services", 37, "\0"s, "\"discovery\" : false");
@@ -199,6 +199,9 @@ TEST_F(Records, TakeFlagsAndIntegersAsTheyAreWritten)
         if (row[0] == "flag") {
             expect_written(resources::PUT, "/api/services", 38, "discovery=" + row[1],
                            std::string(1, static_cast<char>(number)));
+        } else if (row[0] == "in a path") {
+            expect_written(resources::DELETE, "/api/stream/" + row[1], 4, "",
+                           u32(number) + u32(number));
         } else {
             will_reply(9, 1, "");
             request(resources::PUT, "/api/decoder/video", "hdmiMode=" + row[1]);
