@@ -51,12 +51,6 @@ std::string escaped_naively(const std::string &field)
     return escaped;
 }
 
-int sequences_to_try()
-{
-    const char *value = getenv("KELTO_SEQUENCES");
-    return value ? atoi(value) : 1000;
-}
-
 int file_with(const std::string &bytes)
 {
     const int fd = memfd_create("body", MFD_CLOEXEC);

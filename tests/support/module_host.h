@@ -20,9 +20,6 @@ void require(bool holds, const char *what);
 /* What the text in a field is escaped to, taken one character after the other. */
 std::string escaped_naively(const std::string &field);
 
-/* How many random sequences a test tries: 1,000, or what KELTO_SEQUENCES says. */
-int sequences_to_try();
-
 inline std::vector<std::string> server_log; /* "label.line: items" */
 
 /* One chunk of a request's body; its first `offset` bytes are not of the body. */
