@@ -124,19 +124,13 @@ TEST_F(Multipart, GivesTheSameHoweverItIsCut)
 TEST_F(Multipart, StoresNothingOutsideTheDirectory)
 {
     const auto beside = std::distance(fs::directory_iterator("/mnt"), {});
-    const std::pair<std::string, std::string> names[] = {
-        {"C:\\Users\\me\\cert.pem", "cert.pem"},
-        {"../../etc/shadow", "shadow"},
-        {"a/b\\c/d", "d"},
-        {"a\0/../b"s, "a"},
-    };
-    for (const auto &[filename, name] : names)
-        EXPECT_EQ(result_of(file("f", filename) + end), "|" + name + ":x|f=/mnt/data/" + name);
-    for (const std::string name : {"...", ".a", "%", "a%2", "..%00", "a%5cb", "a\nb"})
-        EXPECT_EQ(result_of(file("f", name) + end), "|" + name + ":x|f=/mnt/data/" + name);
-    for (const std::string &filename : {"."s, "a/.."s, "dir\\"s, "dir/"s, "\\.."s, "\0a"s, "%2e"s,
-                                        ".%2E"s, "..%2fa"s, "%2Fetc%2Fpasswd"s, "x/%2e%2e"s})
-        EXPECT_EQ(result_of(file("f", filename) + field("g") + end), "|g=x");
+    for (const Row &row : table("filenames.txt", 2)) {
+        const std::string name = unescaped(row[1]);
+        const std::string body = file("f", unescaped(row[0])) + field("g") + end;
+        EXPECT_EQ(result_of(body),
+                  name.empty() ? "|g=x" : "|" + name + ":x|f=/mnt/data/" + name + "|g=x")
+            << row[0];
+    }
     EXPECT_EQ(std::distance(fs::directory_iterator("/mnt"), {}), beside);
     EXPECT_EQ(result_of(file("f", "a%41.bin") + end), "|a%41.bin:x|f=/mnt/data/a%41.bin");
     EXPECT_STREQ(get_value(state->params, "f"), "/mnt/data/aA.bin") << "read back decoded";
