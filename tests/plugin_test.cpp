@@ -47,6 +47,7 @@ TEST(VersionDeathTest, ComesFromTheDaemonOrFromTheDate)
         std::string location;
     } const cases[] = {
         {"the software text", version_reply("2.4.1"), march, "/v2.4.1/x"},
+        {"a single character", version_reply("5"), march, "/v5/x"},
         {"at most 99 characters", version_reply(std::string(120, 'a')), march,
          "/v" + std::string(99, 'a') + "/x"},
         {"a silent daemon", "", march, date},
