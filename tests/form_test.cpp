@@ -28,6 +28,7 @@ protected:
 TEST_F(Form, StoresPairsAsTheyStand)
 {
     for (const Row &row : table("form.txt", 3)) {
+        /* "a=1 & b=2" is "|a=1|b=2" to text_of. */
         const std::string pairs = std::regex_replace(row[2], std::regex("^(?=.)| & "), "|");
         EXPECT_EQ(decode({{unescaped(row[1])}}), unescaped(pairs)) << row[0];
     }

@@ -164,7 +164,7 @@ TEST_F(Simulator, OneForASocket)
     EXPECT_TRUE(succeeds(52)) << "in the place of the dead one";
 }
 
-/* Of words: 5 or 0x40000000 is 4 bytes, \\0001 are 2; what is in quotes has a NUL behind it. */
+/* Of words: 5 or 0x40000000 is 4 bytes, \0001 is 2; what is in quotes has a NUL behind it. */
 std::string bytes_of(const std::string &cell)
 {
     std::string bytes;

@@ -1,6 +1,7 @@
 /* Tables of cases in text files. */
 #pragma once
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <sstream>
